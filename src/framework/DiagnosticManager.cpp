@@ -1,0 +1,214 @@
+#include "framework/DiagnosticManager.h"
+
+#include <atomic>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+#include "framework/CmdLineParser.h"
+#include "framework/KestDiag.h"
+#include "framework/KestException.h"
+#include "framework/Kestout.h"
+#include "framework/TextHelpers.h"
+#include "platform/clock.h"
+#include "platform/console.h"
+#include "platform/system.h"
+
+std::map<std::string, KestDiag*> DiagnosticManager::Tests;
+
+namespace {
+
+// Console events that reached a selected test. Appended to only by the console handler's
+// thread; other threads read only the count.
+constexpr size_t kMaxConsoleEvents = 64;
+uint32_t ConsoleEvents[kMaxConsoleEvents];
+std::atomic<size_t> ConsoleEventCount{0};
+
+const char* const kCheckedSwitches[] = {"-debug", "-help", "-description", "-version", "-catalog"};
+
+bool FlagSet(const CmdLineParser& line, const char* name) { return ToLower(line.Get(name, "false")) == "true"; }
+
+}  // namespace
+
+int HandleConsoleEvent(uint32_t eventType) {
+  if (eventType != platform::CtrlCEvent && eventType != platform::CtrlBreakEvent) return 1;
+  if (DiagnosticManager::FindTest(CmdLineParser::Instance().Get("-subtest", ""))) {
+    size_t at = ConsoleEventCount.load();
+    if (at < kMaxConsoleEvents) {
+      ConsoleEvents[at] = eventType;
+      ConsoleEventCount.store(at + 1);
+    }
+  } else {
+    Kestout::LogMessage(CategoryStatus, 1, "");
+  }
+  return 1;
+}
+
+bool IsConsoleInterrupted() { return ConsoleEventCount.load() != 0; }
+
+bool IsMiniNT() {
+  return platform::RegOpenKeyForRead(platform::RegistryRoot::LocalMachine, "System\\ControlSet001\\Control\\miniNT");
+}
+
+bool IsWindows7() {
+  platform::OsVersionInfo info;
+  if (!platform::GetVersionEx(info, true) && !platform::GetVersionEx(info, false)) return false;
+  return info.PlatformId == platform::VerPlatformWin32Nt && info.MajorVersion == 6 && info.MinorVersion == 1;
+}
+
+DiagnosticManager::DiagnosticManager(int argc, const char* const* argv, const std::string& version,
+                                     const std::string& name)
+    : Version(version), Name(name) {
+  platform::SetConsoleCtrlHandler(HandleConsoleEvent, true);
+  CmdLineParser::Instance(argc, argv);
+}
+
+DiagnosticManager::~DiagnosticManager() { Tests.clear(); }
+
+void DiagnosticManager::RegisterTest(const std::string& name, KestDiag* test) {
+  if (!test) return;
+  Tests[name] = test;
+  test->SetName(name);
+}
+
+KestDiag* DiagnosticManager::FindTest(const std::string& name) {
+  auto found = Tests.find(name);
+  return found == Tests.end() ? nullptr : found->second;
+}
+
+std::string DiagnosticManager::GetTestNames() {
+  std::string names;
+  for (const auto& entry : Tests) {
+    if (!names.empty()) names += " | ";
+    names += entry.first;
+  }
+  return names;
+}
+
+std::string DiagnosticManager::GetUsage(const std::string& testNames) const {
+  return "Usage:\n\n" + CmdLineParser::Instance().GetProgramName() +
+         " [<parameter>]*\n"
+         "where parameter is one of the following:\n"
+         "-subtest=<testname>     Name of the test ( " +
+         testNames +
+         " )\n"
+         "-version=true|false     Default is false\n"
+         "-help=true|false        Default is false\n"
+         "-description=true|false Default is false\n"
+         "-locale=<locale>        Default is en_US\n"
+         "-debug=true|false       Default is false\n"
+         "-catalog=true|false     Print XML description of diagnostic / test - Default is false\n"
+         "-diagconf=<filename>    Optional parameter to define a diagnostic resource file name. Used for CPC field "
+         "to customize look and feel.\n";
+}
+
+// The catalog and dictionary of the diagnostic arrive with the self-description; until then
+// they are empty and the fixed element answers.
+std::string DiagnosticManager::GetCatalog(int /*indent*/) const { return ""; }
+std::string DiagnosticManager::GetDictionary() const { return ""; }
+
+int DiagnosticManager::Run() {
+  const CmdLineParser& line = CmdLineParser::Instance();
+  const std::string subtest = line.Get("-subtest", "");
+
+  for (const char* name : kCheckedSwitches) {
+    std::string value = line.Get(name, "");
+    if (!value.empty() && !IsBooleanWord(value)) {
+      Kestout::Print(std::string("Invalid value for parameter ") + name);
+      Kestout::Print(GetUsage(""));
+      return 1;
+    }
+  }
+
+  const bool help = FlagSet(line, "-help");
+  const bool description = FlagSet(line, "-description");
+  const bool version = FlagSet(line, "-version");
+  const bool catalog = FlagSet(line, "-catalog");
+  const bool dictionary = FlagSet(line, "-dictionary");
+
+  KestDiag* test = FindTest(subtest);
+
+  if (version) Kestout::Print(line.GetProgramName() + "\nVersion: " + Version);
+  if (catalog) {
+    std::string text = test ? test->GetCatalog(0) : GetCatalog(0);
+    Kestout::Print(!text.empty() ? text : test ? "<TEST_INFORMATION_NOT_AVAILABLE/>" : "<TEST_NOT_AVAILABLE/>");
+  }
+  if (dictionary) {
+    std::string text = test ? test->GetDictionary() : GetDictionary();
+    Kestout::Print(!text.empty() ? text : test ? "<TEST_INFORMATION_NOT_AVAILABLE/>" : "<TEST_NOT_AVAILABLE/>");
+  }
+  if (description) {
+    Kestout::Print("QX Kest diagnostics");
+    Kestout::Print("");
+    Kestout::Print("Version: " + Version);
+    if (test) Kestout::Print(test->GetDescription());
+  }
+  if (help) {
+    Kestout::Print(GetUsage(test ? subtest : GetTestNames()));
+    if (test) Kestout::Print(test->GetArgumentSummary());
+  }
+  if (help || description || version || catalog || dictionary) {
+    std::fflush(stdout);
+    return 0;
+  }
+
+  int status = 1;
+  try {
+    status = RunTest(test);
+  } catch (KestException& exception) {
+    exception.Report();
+  } catch (KestException* exception) {
+    if (exception) {
+      exception->Report();
+      delete exception;
+    } else {
+      Kestout::TestFailed("990518");
+    }
+  } catch (int code) {
+    Kestout::TestFailed(static_cast<uint32_t>(code), "");
+  } catch (std::string& text) {
+    Kestout::TestFailed(text);
+  } catch (const char* text) {
+    Kestout::TestFailed(static_cast<uint32_t>(std::atol(text ? text : "")), "");
+  } catch (...) {
+    Kestout::TestFailed("990518");
+  }
+  Kestout::EndOfTest();
+  return status;
+}
+
+// The run of a test up to its verdict; the caller writes the closing sequence.
+int DiagnosticManager::RunTest(KestDiag* test) {
+  if (!test) {
+    Kestout::LogMessage(CategoryInvalid, 20001, GetTestNames());
+    Kestout::TestFailed("990521");
+    return 1;
+  }
+  if (!test->ValidateArguments()) {
+    Kestout::LogMessage(CategoryInvalid, 20002, "");
+    Kestout::TestFailed("990520");
+    return 1;
+  }
+  const std::string& program = CmdLineParser::Instance().GetProgramName();
+  if (!program.empty()) Kestout::LogMessage(CategoryDebug, 20000, "diagnostic: " + program);
+  if (!Version.empty()) {
+    std::string flat = Version;
+    ReplaceAll(flat, "\n", ", ");
+    ReplaceAll(flat, "  ", " ");
+    ReplaceAll(flat, "(", "");
+    ReplaceAll(flat, ")", "");
+    ReplaceAll(flat, " :", ":");
+    Kestout::LogMessage(CategoryDebug, 20000, "version: " + flat);
+  }
+  test->LogArguments(CategoryDebug, 20000);
+
+  uint32_t before = platform::GetTickCount();
+  bool passed = test->Run();
+  uint32_t after = platform::GetTickCount();
+  if (!passed) return 1;
+  if (!test->HasOwnTiming())
+    Kestout::LogMessage(CategoryDebug, 20000,
+                        "Test execution time: " + std::to_string(static_cast<int32_t>(after - before)) +
+                            " milliseconds");
+  return 0;
+}

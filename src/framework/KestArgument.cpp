@@ -1,0 +1,52 @@
+#include "framework/KestArgument.h"
+
+#include "framework/CmdLineParser.h"
+#include "framework/KestConstraint.h"
+#include "framework/TextHelpers.h"
+
+KestArgument::KestArgument(const std::string& name, int32_t type, const std::string& defaultValue,
+                           const std::string& description, bool required, KestConstraint* constraint, bool hidden,
+                           bool guiHidden)
+    : Name(name), Type(type), DefaultValue(defaultValue), Description(description), Required(required),
+      Constraint(constraint), Hidden(hidden), GuiHidden(guiHidden) {}
+
+KestArgument::~KestArgument() { delete Constraint; }
+
+std::string KestArgument::TypeWord(int32_t type) {
+  switch (type) {
+    case TypeString: return "string";
+    case TypeInteger: return "integer";
+    case TypeBoolean: return "boolean";
+    case TypeDouble: return "double";
+    case TypeLargeInteger: return "largeinteger";
+    default: return "";
+  }
+}
+
+bool KestArgument::Validate(const std::string& value) const {
+  switch (Type) {
+    case TypeBoolean:
+      if (!IsBooleanWord(value)) return false;
+      break;
+    case TypeInteger:
+    case TypeLargeInteger:
+      if (!IsInteger(value)) return false;
+      break;
+    case TypeDouble:
+      if (!IsDouble(value)) return false;
+      break;
+    default:
+      break;
+  }
+  return Constraint ? Constraint->IsSatisfiedBy(value) : true;
+}
+
+std::string KestArgument::GetHelpText() const {
+  std::string text = Name + "=<" + TypeWord(Type) + ">";
+  text += text.size() < 24 ? std::string(24 - text.size(), ' ') : std::string(2, ' ');
+  text += Description;
+  if (Constraint) text += Constraint->GetHelpText();
+  if (!DefaultValue.empty()) text += "\n\t * Default value: " + DefaultValue;
+  text += Required ? "\n\t * Required: true" : "\n\t * Required: false";
+  return text;
+}

@@ -1,0 +1,131 @@
+#include "framework/KestDiag.h"
+
+#include "framework/CmdLineParser.h"
+#include "framework/KestArgument.h"
+#include "framework/KestConstraint.h"
+#include "framework/Kestout.h"
+#include "framework/TextHelpers.h"
+#include "platform/clock.h"
+
+std::string DiagnosticConfigurationPath = ".\\diagconf.ini";
+
+namespace {
+
+const char kDefaultDiagConf[] = ".\\diagconf.ini";
+
+// Framework switches every subtest accepts without declaring them, with their defaults as
+// LogArguments shows them.
+const struct {
+  const char* Name;
+  const char* Default;
+} kFrameworkArguments[] = {
+    {"-subtest", "unknown"}, {"-locale", "en_US"},     {"-debug", "false"},   {"-version", "false"},
+    {"-description", "false"}, {"-help", "false"},     {"-catalog", "false"}, {"-diagconf", kDefaultDiagConf},
+};
+
+}  // namespace
+
+KestDiag::KestDiag() {
+  const CmdLineParser& line = CmdLineParser::Instance();
+  SubtestName = line.Get("-subtest", "unknown");
+  DiagnosticConfigurationPath = line.Get("-diagconf", kDefaultDiagConf);
+}
+
+KestDiag::~KestDiag() {
+  for (auto& entry : Arguments) delete entry.second;
+}
+
+void KestDiag::AddArgument(const std::string& name, int32_t type, const std::string& defaultValue,
+                           const std::string& description, bool required, KestConstraint* constraint, bool hidden,
+                           bool guiHidden) {
+  KestArgument*& slot = Arguments[name];
+  delete slot;
+  slot = new KestArgument(name, type, defaultValue, description, required, constraint, hidden, guiHidden);
+}
+
+std::string KestDiag::GetArgumentString(const std::string& name, const std::string& defaultValue) const {
+  std::string value = CmdLineParser::Instance().Get(name, "");
+  if (!value.empty()) return value;
+  auto found = Arguments.find(name);
+  if (found != Arguments.end() && !found->second->GetDefaultValue().empty()) return found->second->GetDefaultValue();
+  return defaultValue;
+}
+
+bool KestDiag::GetArgumentBool(const std::string& name, bool defaultValue) const {
+  return ToLower(GetArgumentString(name, defaultValue ? "true" : "false")) == "true";
+}
+
+int32_t KestDiag::GetArgumentInt(const std::string& name, int32_t defaultValue) const {
+  return ToInt32(Trim(GetArgumentString(name, ToText(defaultValue))));
+}
+
+bool KestDiag::ValidateArguments() {
+  const CmdLineParser& line = CmdLineParser::Instance();
+  std::map<std::string, KestArgument*> declared;
+  for (const auto& [name, argument] : Arguments) {
+    declared[ToLower(name)] = argument;
+    if (argument->IsRequired() && line.Get(name, "").empty()) {
+      Kestout::LogMessage(CategoryInvalid, 20000, "Mandatory argument " + name + " is not present in command line");
+      return false;
+    }
+  }
+  for (const auto& [name, value] : line.GetArguments()) {
+    if (name == "-subtest" || name == "-locale") continue;
+    if (name == "-debug" || name == "-version" || name == "-description" || name == "-help" || name == "-catalog") {
+      if (!IsBooleanWord(value)) {
+        Kestout::LogMessage(CategoryInvalid, 20004, name);
+        return false;
+      }
+      continue;
+    }
+    if (name == "-diagconf") {
+      if (!FileExists(value)) {
+        Kestout::LogMessage(CategoryInvalid, 20006, name);
+        return false;
+      }
+      continue;
+    }
+    auto found = declared.find(name);
+    if (found == declared.end()) {
+      Kestout::LogMessage(CategoryInvalid, 20003, name);
+      return false;
+    }
+    if (!found->second->Validate(value)) {
+      switch (found->second->GetType()) {
+        case KestArgument::TypeBoolean: Kestout::LogMessage(CategoryInvalid, 20004, name); break;
+        case KestArgument::TypeInteger:
+        case KestArgument::TypeDouble: Kestout::LogMessage(CategoryInvalid, 20005, name); break;
+        case KestArgument::TypeString: Kestout::LogMessage(CategoryInvalid, 20006, name); break;
+        default: break;  // no message is set aside for a refused largeinteger
+      }
+      return false;
+    }
+  }
+  return true;
+}
+
+std::string KestDiag::GetArgumentSummary() {
+  std::string summary;
+  for (const auto& entry : Arguments)
+    if (!entry.second->IsHidden()) summary += entry.second->GetHelpText() + "\n";
+  return summary;
+}
+
+std::string KestDiag::GetDescription() { return Description; }
+
+// The catalog and dictionary of a test arrive with the self-description; until then a test has
+// nothing to say and the manager answers with its fixed element.
+std::string KestDiag::GetCatalog(int /*indent*/) { return ""; }
+std::string KestDiag::GetDictionary() { return ""; }
+
+void KestDiag::LogArguments(int32_t category, uint32_t number) const {
+  if (Arguments.empty()) return;
+  for (const auto& framework : kFrameworkArguments)
+    Kestout::LogMessage(category, number,
+                        std::string(framework.Name) + "=" + GetArgumentString(framework.Name, framework.Default));
+  for (const auto& entry : Arguments)
+    Kestout::LogMessage(category, number, entry.first + "=" + GetArgumentString(entry.first, ""));
+}
+
+void KestDiag::StartTimer() { StartTick = platform::GetTickCount(); }
+void KestDiag::StopTimer() { StopTick = platform::GetTickCount(); }

@@ -1,0 +1,19 @@
+// Console control handler (SetConsoleCtrlHandler).
+#pragma once
+
+#include <cstdint>
+
+namespace platform {
+
+constexpr uint32_t CtrlCEvent = 0;
+constexpr uint32_t CtrlBreakEvent = 1;
+constexpr uint32_t CtrlCloseEvent = 2;
+
+// Returns nonzero when the event was handled.
+using ConsoleCtrlHandler = int (*)(uint32_t eventType);
+
+// Adds or removes a handler. As on Windows, handlers run on a thread of their own: in the sim
+// SIGINT arrives as CtrlCEvent and SIGTERM as CtrlBreakEvent.
+bool SetConsoleCtrlHandler(ConsoleCtrlHandler handler, bool add);
+
+}  // namespace platform

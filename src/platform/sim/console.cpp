@@ -1,0 +1,84 @@
+#include "platform/console.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace platform {
+
+namespace {
+
+std::mutex handlersLock;
+std::vector<ConsoleCtrlHandler> handlers;
+int signalPipe[2] = {-1, -1};
+
+void OnSignal(int signalNumber) {
+  unsigned char event = signalNumber == SIGINT ? static_cast<unsigned char>(CtrlCEvent)
+                                               : static_cast<unsigned char>(CtrlBreakEvent);
+  ssize_t written = write(signalPipe[1], &event, 1);
+  (void)written;
+}
+
+// As Windows does, the handlers run one by one, the last added first, on a thread that is not
+// the one the signal interrupted; when none handles the event the process ends.
+void DispatchEvents() {
+  for (;;) {
+    unsigned char event = 0;
+    ssize_t got = read(signalPipe[0], &event, 1);
+    if (got < 0) continue;
+    if (got == 0) return;
+    std::vector<ConsoleCtrlHandler> current;
+    {
+      std::lock_guard<std::mutex> hold(handlersLock);
+      current.assign(handlers.rbegin(), handlers.rend());
+    }
+    bool handled = false;
+    for (ConsoleCtrlHandler handler : current) {
+      if (handler(event)) {
+        handled = true;
+        break;
+      }
+    }
+    if (!handled) std::_Exit(event == CtrlCEvent ? 130 : 143);
+  }
+}
+
+void StartDispatcher() {
+  if (pipe(signalPipe) != 0) return;
+  fcntl(signalPipe[0], F_SETFD, FD_CLOEXEC);
+  fcntl(signalPipe[1], F_SETFD, FD_CLOEXEC);
+  std::thread(DispatchEvents).detach();
+  struct sigaction action {};
+  action.sa_handler = OnSignal;
+  sigemptyset(&action.sa_mask);
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+}  // namespace
+
+bool SetConsoleCtrlHandler(ConsoleCtrlHandler handler, bool add) {
+  if (!handler) return false;
+  static std::once_flag started;
+  std::call_once(started, StartDispatcher);
+  std::lock_guard<std::mutex> hold(handlersLock);
+  if (add) {
+    handlers.push_back(handler);
+    return true;
+  }
+  for (auto it = handlers.rbegin(); it != handlers.rend(); ++it) {
+    if (*it == handler) {
+      handlers.erase(std::next(it).base());
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace platform

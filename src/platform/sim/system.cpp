@@ -1,0 +1,72 @@
+#include "platform/system.h"
+
+#include <climits>
+#include <cstdlib>
+#include <set>
+
+#include <unistd.h>
+
+#include "platform/sim/machine.h"
+
+namespace platform {
+
+namespace {
+
+std::string Lower(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return text;
+}
+
+}  // namespace
+
+bool RegOpenKeyForRead(RegistryRoot root, const std::string& subKey) {
+  // The sim's registry holds only the keys that the machine's kind of Windows implies.
+  std::string key = Lower(subKey);
+  while (!key.empty() && key.back() == '\\') key.pop_back();
+  if (root != RegistryRoot::LocalMachine) return false;
+  std::set<std::string> keys = {"software", "system", "system\\controlset001", "system\\controlset001\\control"};
+  if (sim::CurrentMachine().Windows == sim::WindowsKind::WindowsPE) keys.insert("system\\controlset001\\control\\minint");
+  return keys.count(key) != 0;
+}
+
+bool GetVersionEx(OsVersionInfo& info, bool /*extended*/) {
+  info = OsVersionInfo{};
+  info.PlatformId = VerPlatformWin32Nt;
+  switch (sim::CurrentMachine().Windows) {
+    case sim::WindowsKind::Windows7:
+      info.MajorVersion = 6, info.MinorVersion = 1, info.BuildNumber = 7601, info.CsdVersion = "Service Pack 1";
+      break;
+    case sim::WindowsKind::WindowsXP:
+      info.MajorVersion = 5, info.MinorVersion = 1, info.BuildNumber = 2600, info.CsdVersion = "Service Pack 3";
+      break;
+    case sim::WindowsKind::WindowsPE:
+      // Windows PE 3.1, built on Windows 7.
+      info.MajorVersion = 6, info.MinorVersion = 1, info.BuildNumber = 7601;
+      break;
+  }
+  return true;
+}
+
+bool IsWow64Process() { return sim::CurrentMachine().Wow64; }
+
+std::string GetModuleFileName() {
+  char buffer[PATH_MAX];
+  ssize_t length = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
+  if (length <= 0) return "";
+  return std::string(buffer, static_cast<size_t>(length));
+}
+
+std::string GetCurrentDirectory() {
+  char buffer[PATH_MAX];
+  if (!getcwd(buffer, sizeof buffer)) return "";
+  return buffer;
+}
+
+bool GetEnvironmentVariable(const std::string& name, std::string& value) {
+  const char* text = std::getenv(name.c_str());
+  if (!text) return false;
+  value = text;
+  return true;
+}
+
+}  // namespace platform

@@ -1,0 +1,44 @@
+// Runs the program under test as a child process.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+struct ProcessResult {
+  int Status = -1;  // exit status, or 128 + signal
+  std::string Stdout;
+  std::string Stderr;
+  bool TimedOut = false;
+};
+
+struct ProcessOptions {
+  std::vector<std::string> Argv;  // Argv[0] is the program to start and its argv[0]
+  std::string WorkingDirectory;
+  std::map<std::string, std::string> Environment;  // added to (or replacing in) the inherited one
+  int TimeoutSeconds = 60;
+};
+
+ProcessResult RunProcess(const ProcessOptions& options);
+
+// A child whose standard output is read as it comes.
+class RunningProcess {
+ public:
+  explicit RunningProcess(const ProcessOptions& options);
+  ~RunningProcess();
+  // Reads until `text` has appeared in standard output or the time is up; true when it did.
+  bool WaitForOutput(const std::string& text, int timeoutSeconds);
+  void Signal(int signalNumber);
+  ProcessResult Finish(int timeoutSeconds);
+
+ private:
+  bool ReadSome(int timeoutMilliseconds);
+  int Pid = -1;
+  int StdoutFd = -1;
+  int StderrFd = -1;
+  ProcessResult Result;
+};
+
+// A fresh empty folder under the system's temporary folder.
+std::string MakeScratchDirectory();
+void RemoveDirectory(const std::string& path);

@@ -1,0 +1,163 @@
+// Runs every case of the transcript files against the built program, in a scratch working
+// directory, and compares standard output byte for byte and the exit status.
+//
+// The same transcripts run against the Windows build under Wine: RASTERSCAN_E2E_PROGRAM and
+// RASTERSCAN_E2E_PROBE name the .exe files, RASTERSCAN_E2E_LAUNCHER the launcher ("wine").
+// Cases marked "sim-only" speak of the simulated machine and are skipped there.
+#include <dirent.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "e2e_config.h"
+#include "process.h"
+
+namespace {
+
+struct TranscriptCase {
+  std::string File;
+  std::string Name;
+  std::string Program = "raster-scan";
+  bool SimOnly = false;
+  std::vector<std::string> Args;
+  std::vector<std::string> Env;
+  std::vector<std::string> Files;
+  std::vector<std::string> StderrContains;
+  int Status = -1;
+  std::string Stdout;
+};
+
+// "\xNN" stands for one byte, so that transcripts can hold any byte in an argument.
+std::string Unescape(const std::string& text) {
+  std::string out;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\\' && i + 3 < text.size() && text[i + 1] == 'x' && std::isxdigit(static_cast<unsigned char>(text[i + 2])) &&
+        std::isxdigit(static_cast<unsigned char>(text[i + 3]))) {
+      out.push_back(static_cast<char>(std::stoi(text.substr(i + 2, 2), nullptr, 16)));
+      i += 3;
+    } else {
+      out.push_back(text[i]);
+    }
+  }
+  return out;
+}
+
+std::string Substitute(std::string text, const std::string& from, const std::string& to) {
+  for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+    text.replace(at, from.size(), to);
+  return text;
+}
+
+std::vector<TranscriptCase> LoadCases() {
+  std::vector<TranscriptCase> cases;
+  std::vector<std::string> files;
+  if (DIR* dir = opendir(TRANSCRIPT_DIR)) {
+    while (dirent* entry = readdir(dir)) {
+      std::string name = entry->d_name;
+      if (name.size() > 4 && name.substr(name.size() - 4) == ".txt") files.push_back(name);
+    }
+    closedir(dir);
+  }
+  std::sort(files.begin(), files.end());
+  for (const std::string& file : files) {
+    std::ifstream in(std::string(TRANSCRIPT_DIR) + "/" + file, std::ios::binary);
+    std::string line;
+    TranscriptCase* current = nullptr;
+    bool inStdout = false;
+    int lineNumber = 0;
+    auto fail = [&](const std::string& why) {
+      throw std::runtime_error(file + ":" + std::to_string(lineNumber) + ": " + why);
+    };
+    while (std::getline(in, line)) {
+      ++lineNumber;
+      if (inStdout) {
+        if (line == "--- end") inStdout = false;
+        else current->Stdout += line + "\n";
+        continue;
+      }
+      if (line.empty() || line[0] == '#') continue;
+      if (line.rfind("=== ", 0) == 0) {
+        cases.push_back(TranscriptCase{});
+        current = &cases.back();
+        current->File = file;
+        current->Name = line.substr(4);
+        continue;
+      }
+      if (!current) fail("text before the first case");
+      auto value = [&](const std::string& key) { return Unescape(line.substr(key.size())); };
+      if (line == "arg:") current->Args.push_back("");
+      else if (line.rfind("arg: ", 0) == 0) current->Args.push_back(value("arg: "));
+      else if (line.rfind("env: ", 0) == 0) current->Env.push_back(value("env: "));
+      else if (line.rfind("file: ", 0) == 0) current->Files.push_back(value("file: "));
+      else if (line.rfind("program: ", 0) == 0) current->Program = value("program: ");
+      else if (line.rfind("stderr-contains: ", 0) == 0) current->StderrContains.push_back(value("stderr-contains: "));
+      else if (line.rfind("status: ", 0) == 0) current->Status = std::stoi(value("status: "));
+      else if (line == "sim-only") current->SimOnly = true;
+      else if (line == "--- stdout") inStdout = true;
+      else fail("cannot read '" + line + "'");
+    }
+    if (inStdout) fail("stdout not closed by '--- end'");
+  }
+  return cases;
+}
+
+const std::vector<TranscriptCase>& AllCases() {
+  static const std::vector<TranscriptCase> cases = LoadCases();
+  return cases;
+}
+
+class Transcript : public ::testing::TestWithParam<size_t> {};
+
+TEST_P(Transcript, MatchesOutputAndStatus) {
+  const TranscriptCase& c = AllCases()[GetParam()];
+  const E2eTarget target = E2eTarget::Current();
+  if (target.UnderLauncher() && c.SimOnly) GTEST_SKIP() << "speaks of the simulated machine";
+  const std::string program = c.Program == "probe" ? target.Probe : target.Program;
+  ASSERT_FALSE(program.empty()) << "no program for " << c.Program;
+
+  std::string scratch = MakeScratchDirectory();
+  for (const std::string& name : c.Files) std::ofstream(scratch + "/" + name) << "";
+
+  ProcessOptions options;
+  options.Argv = target.Command(program);
+  options.Argv.insert(options.Argv.end(), c.Args.begin(), c.Args.end());
+  options.WorkingDirectory = scratch;
+  options.Environment = target.Environment();
+  for (const std::string& entry : c.Env) {
+    size_t eq = entry.find('=');
+    options.Environment[entry.substr(0, eq)] = Substitute(entry.substr(eq + 1), "{machines}", MACHINES_DIR);
+  }
+  ProcessResult result = RunProcess(options);
+  RemoveDirectory(scratch);
+
+  std::string expected = Substitute(c.Stdout, "{exe}", target.ProgramName(program));
+  EXPECT_FALSE(result.TimedOut);
+  EXPECT_EQ(target.Normalize(result.Stdout), expected) << c.File << ": " << c.Name << "\nstderr: " << result.Stderr;
+  EXPECT_EQ(result.Status, c.Status) << c.File << ": " << c.Name;
+  for (const std::string& text : c.StderrContains)
+    EXPECT_NE(result.Stderr.find(text), std::string::npos) << "stderr lacks '" << text << "': " << result.Stderr;
+}
+
+std::string CaseName(const ::testing::TestParamInfo<size_t>& info) {
+  const TranscriptCase& c = AllCases()[info.param];
+  std::string name = c.File.substr(0, c.File.size() - 4) + "_" + c.Name;
+  for (char& ch : name)
+    if (!std::isalnum(static_cast<unsigned char>(ch))) ch = '_';
+  return name + "_" + std::to_string(info.param);
+}
+
+std::vector<size_t> CaseIndexes() {
+  std::vector<size_t> indexes(AllCases().size());
+  for (size_t i = 0; i < indexes.size(); ++i) indexes[i] = i;
+  return indexes;
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, Transcript, ::testing::ValuesIn(CaseIndexes()), CaseName);
+
+}  // namespace

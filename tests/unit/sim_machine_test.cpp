@@ -1,0 +1,160 @@
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "framework/DiagnosticManager.h"
+#include "framework/TextHelpers.h"
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "platform/sim/clock_state.h"
+#include "platform/sim/machine.h"
+#include "platform/system.h"
+
+using platform::sim::Machine;
+using platform::sim::MachineText;
+
+namespace {
+
+bool Build(const std::string& text, Machine& machine, std::string& error) {
+  MachineText parsed;
+  return platform::sim::ParseMachineText(text, parsed, error) && platform::sim::BuildMachine(parsed, machine, error);
+}
+
+// Puts a machine in force for one test and the default back afterwards.
+struct MachineScope {
+  explicit MachineScope(const Machine& machine) { platform::sim::SetCurrentMachine(machine); }
+  ~MachineScope() {
+    platform::sim::SetCurrentMachine(Machine{});
+    platform::sim::ResetClock();
+  }
+};
+
+}  // namespace
+
+TEST(MachineFile, BuiltInMachineIsAWindows7Desktop) {
+  Machine machine;
+  std::string error;
+  ASSERT_TRUE(Build(platform::sim::DefaultMachineText(), machine, error)) << error;
+  EXPECT_EQ(machine.Windows, platform::sim::WindowsKind::Windows7);
+  EXPECT_TRUE(machine.Administrator);
+  EXPECT_FALSE(machine.VirtualClock);
+  EXPECT_EQ(machine.Name, "default");
+}
+
+TEST(MachineFile, KeysAndSectionsIgnoreCase) {
+  Machine machine;
+  std::string error;
+  ASSERT_TRUE(Build("; c\n# c\n[SYSTEM]\n  windows = pe \nADMINISTRATOR=no\r\n[clock]\nMode=Virtual\nStartTick=4294967295\n",
+                    machine, error))
+      << error;
+  EXPECT_EQ(machine.Windows, platform::sim::WindowsKind::WindowsPE);
+  EXPECT_FALSE(machine.Administrator);
+  EXPECT_TRUE(machine.VirtualClock);
+  EXPECT_EQ(machine.StartTick, 4294967295u);
+}
+
+TEST(MachineFile, MalformedTextNamesItsLine) {
+  struct {
+    const char* Text;
+    const char* Error;
+  } cases[] = {
+      {"[System]\nWindows=8\n", "line 2: bad value '8' for 'windows' in [system]"},
+      {"[System]\nColour=blue\n", "line 2: unknown key 'colour' in [system]"},
+      {"[Sytem]\nWindows=7\n", "unknown section [sytem]"},
+      {"Windows=7\n", "line 1: key outside any section"},
+      {"[System\n", "line 1: malformed section header '[System'"},
+      {"[System]\njust words\n", "line 2: expected key=value, found 'just words'"},
+      {"[System]\nWindows=7\nwindows=XP\n", "line 3: key 'windows' given twice in [system]"},
+      {"[Clock]\nStartTick=4294967296\n", "line 2: bad value '4294967296' for 'starttick' in [clock]"},
+      {"[Clock]\nStartTick=-1\n", "line 2: bad value '-1' for 'starttick' in [clock]"},
+      {"[System]\n[System]\n", "line 2: section [system] appears twice"},
+  };
+  for (const auto& c : cases) {
+    Machine machine;
+    std::string error;
+    EXPECT_FALSE(Build(c.Text, machine, error)) << c.Text;
+    EXPECT_EQ(error, c.Error) << c.Text;
+  }
+}
+
+TEST(SimSystem, WindowsKindDecidesMiniNtAndVersion) {
+  Machine pe;
+  pe.Windows = platform::sim::WindowsKind::WindowsPE;
+  {
+    MachineScope scope(pe);
+    EXPECT_TRUE(IsMiniNT());
+  }
+  Machine xp;
+  xp.Windows = platform::sim::WindowsKind::WindowsXP;
+  {
+    MachineScope scope(xp);
+    EXPECT_FALSE(IsMiniNT());
+    EXPECT_FALSE(IsWindows7());
+  }
+  EXPECT_FALSE(IsMiniNT());
+  EXPECT_TRUE(IsWindows7());
+  EXPECT_FALSE(platform::RegOpenKeyForRead(platform::RegistryRoot::CurrentUser, "System"));
+}
+
+TEST(SimClock, VirtualSleepAdvancesTheTickAtOnce) {
+  Machine machine;
+  machine.VirtualClock = true;
+  machine.StartTick = 0xFFFFFFF0u;
+  MachineScope scope(machine);
+  platform::sim::ResetClock();
+  EXPECT_EQ(platform::GetTickCount(), 0xFFFFFFF0u);
+  platform::Sleep(1000000);
+  platform::Sleep(0x20);
+  EXPECT_EQ(platform::GetTickCount(), 0xFFFFFFF0u + 1000000u + 0x20u);  // wraps as a 32-bit tick does
+}
+
+class SimFiles : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/raster-scan-files-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    root = pattern;
+    ASSERT_EQ(mkdir((root + "/Data").c_str(), 0755), 0);
+    std::ofstream(root + "/Data/Ball.bmp") << "ball";
+    std::ofstream(root + "/text.txt", std::ios::binary) << std::string("before\0after", 12);
+    ASSERT_EQ(getcwd(previous, sizeof previous), previous);
+    ASSERT_EQ(chdir(root.c_str()), 0);
+    machine.DriveRoot = root;
+  }
+  void TearDown() override {
+    ASSERT_EQ(chdir(previous), 0);
+    std::remove((root + "/Data/Ball.bmp").c_str());
+    std::remove((root + "/text.txt").c_str());
+    rmdir((root + "/Data").c_str());
+    rmdir(root.c_str());
+  }
+  std::string root;
+  char previous[4096];
+  Machine machine;
+};
+
+TEST_F(SimFiles, WindowsPathsFindFilesWhateverTheCase) {
+  MachineScope scope(machine);
+  EXPECT_TRUE(FileExists("data\\ball.bmp"));
+  EXPECT_TRUE(FileExists(".\\DATA\\BALL.BMP"));
+  EXPECT_TRUE(FileExists("\\Data/ball.BMP"));
+  EXPECT_TRUE(FileExists("C:\\data\\Ball.bmp"));
+  EXPECT_FALSE(FileExists("data\\ball.bmp\\"));
+  EXPECT_FALSE(FileExists("missing.bmp"));
+  EXPECT_FALSE(FileExists(""));
+  EXPECT_EQ(platform::ResolvePath("\\data\\new.txt"), root + "/Data/new.txt");
+  EXPECT_EQ(platform::ResolvePath(".\\data\\..\\TEXT.TXT"), "./Data/../text.txt");
+}
+
+TEST_F(SimFiles, ReadTextFileStopsAtTheFirstNul) {
+  MachineScope scope(machine);
+  std::string text = "old";
+  ASSERT_TRUE(ReadTextFile("TEXT.txt", text));
+  EXPECT_EQ(text, "before");
+  EXPECT_FALSE(ReadTextFile("none.txt", text));
+  EXPECT_EQ(GetWorkingDirectory(), root);
+}
