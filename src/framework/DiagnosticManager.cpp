@@ -52,7 +52,7 @@ bool IsMiniNT() {
 
 bool IsWindows7() {
   platform::OsVersionInfo info;
-  if (!platform::GetVersionEx(info, true) && !platform::GetVersionEx(info, false)) return false;
+  if (!platform::GetOsVersion(info, true) && !platform::GetOsVersion(info, false)) return false;
   return info.PlatformId == platform::VerPlatformWin32Nt && info.MajorVersion == 6 && info.MinorVersion == 1;
 }
 

@@ -219,9 +219,9 @@ bool ReadTextFile(const std::string& path, std::string& text) {
   return true;
 }
 
-std::string GetWorkingDirectory() { return platform::GetCurrentDirectory(); }
+std::string GetWorkingDirectory() { return platform::GetCwd(); }
 
 std::string GetModulePath() {
-  std::string path = platform::GetModuleFileName();
+  std::string path = platform::GetModulePathName();
   return path.size() > 259 ? path.substr(0, 259) : path;
 }

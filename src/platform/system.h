@@ -23,18 +23,18 @@ struct OsVersionInfo {
 };
 
 // GetVersionExA with OSVERSIONINFOEXA when `extended`, else with OSVERSIONINFOA.
-bool GetVersionEx(OsVersionInfo& info, bool extended);
+bool GetOsVersion(OsVersionInfo& info, bool extended);
 
 // IsWow64Process of the current process: a 32-bit program on 64-bit Windows.
 bool IsWow64Process();
 
 // GetModuleFileNameA of the program itself, empty on failure.
-std::string GetModuleFileName();
+std::string GetModulePathName();
 
 // _getcwd; empty on failure.
-std::string GetCurrentDirectory();
+std::string GetCwd();
 
 // getenv; false when the variable is not set.
-bool GetEnvironmentVariable(const std::string& name, std::string& value);
+bool GetEnv(const std::string& name, std::string& value);
 
 }  // namespace platform

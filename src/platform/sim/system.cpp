@@ -29,7 +29,7 @@ bool RegOpenKeyForRead(RegistryRoot root, const std::string& subKey) {
   return keys.count(key) != 0;
 }
 
-bool GetVersionEx(OsVersionInfo& info, bool /*extended*/) {
+bool GetOsVersion(OsVersionInfo& info, bool /*extended*/) {
   info = OsVersionInfo{};
   info.PlatformId = VerPlatformWin32Nt;
   switch (sim::CurrentMachine().Windows) {
@@ -49,20 +49,20 @@ bool GetVersionEx(OsVersionInfo& info, bool /*extended*/) {
 
 bool IsWow64Process() { return sim::CurrentMachine().Wow64; }
 
-std::string GetModuleFileName() {
+std::string GetModulePathName() {
   char buffer[PATH_MAX];
   ssize_t length = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
   if (length <= 0) return "";
   return std::string(buffer, static_cast<size_t>(length));
 }
 
-std::string GetCurrentDirectory() {
+std::string GetCwd() {
   char buffer[PATH_MAX];
   if (!getcwd(buffer, sizeof buffer)) return "";
   return buffer;
 }
 
-bool GetEnvironmentVariable(const std::string& name, std::string& value) {
+bool GetEnv(const std::string& name, std::string& value) {
   const char* text = std::getenv(name.c_str());
   if (!text) return false;
   value = text;

@@ -15,7 +15,7 @@ bool RegOpenKeyForRead(RegistryRoot root, const std::string& subKey) {
   return true;
 }
 
-bool GetVersionEx(OsVersionInfo& info, bool extended) {
+bool GetOsVersion(OsVersionInfo& info, bool extended) {
   info = OsVersionInfo{};
   OSVERSIONINFOEXA ex{};
   ex.dwOSVersionInfoSize = extended ? sizeof(OSVERSIONINFOEXA) : sizeof(OSVERSIONINFOA);
@@ -46,19 +46,19 @@ bool IsWow64Process() {
   return query && query(::GetCurrentProcess(), &wow64) && wow64;
 }
 
-std::string GetModuleFileName() {
+std::string GetModulePathName() {
   char buffer[MAX_PATH] = {};
   DWORD length = ::GetModuleFileNameA(nullptr, buffer, MAX_PATH - 1);
   return std::string(buffer, length);
 }
 
-std::string GetCurrentDirectory() {
+std::string GetCwd() {
   char buffer[260];
   if (!::_getcwd(buffer, sizeof buffer)) return "";
   return buffer;
 }
 
-bool GetEnvironmentVariable(const std::string& name, std::string& value) {
+bool GetEnv(const std::string& name, std::string& value) {
   const char* text = std::getenv(name.c_str());
   if (!text) return false;
   value = text;

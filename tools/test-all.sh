@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Runs every test of Raster-scan: the native build's unit and end-to-end tests, the same tests
+# built with the address and undefined-behaviour sanitizers, the Windows cross builds (32-bit, the
+# product, and 64-bit), and the end-to-end transcripts against the 64-bit build under Wine.
+set -euo pipefail
+top=$(cd "$(dirname "$0")/.." && pwd)
+cd "$top"
+jobs=$(nproc)
+
+bash tools/install-deps.sh --windows
+
+step() { printf '\n== %s\n' "$*"; }
+
+step "Native build and tests"
+cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build build -j"$jobs"
+ctest --test-dir build --output-on-failure -j"$jobs"
+
+step "Sanitizer build and tests"
+cmake -S . -B build-sanitize -DCMAKE_BUILD_TYPE=Debug -DRASTERSCAN_SANITIZE=ON >/dev/null
+cmake --build build-sanitize -j"$jobs"
+ctest --test-dir build-sanitize --output-on-failure -j"$jobs"
+
+for arch in i686 x86_64; do
+  step "Windows cross build ($arch)"
+  cmake -S . -B "build-win-$arch" -DCMAKE_TOOLCHAIN_FILE="cmake/mingw-w64-$arch.cmake" \
+    -DCMAKE_BUILD_TYPE=Release >/dev/null
+  cmake --build "build-win-$arch" -j"$jobs"
+done
+
+step "End-to-end transcripts under Wine (64-bit build)"
+export WINEDEBUG=-all
+export WINEPREFIX="${WINEPREFIX:-$top/build-win-x86_64/wineprefix}"
+wineboot --init >/dev/null 2>&1 || true
+RASTERSCAN_E2E_PROGRAM="$top/build-win-x86_64/raster-scan.exe" \
+RASTERSCAN_E2E_PROBE="$top/build-win-x86_64/tests/probe-diagnostic.exe" \
+RASTERSCAN_E2E_LAUNCHER=wine \
+  "$top/build/tests/e2e-tests" --gtest_brief=1
