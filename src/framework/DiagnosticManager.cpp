@@ -102,10 +102,32 @@ std::string DiagnosticManager::GetUsage(const std::string& testNames) const {
          "to customize look and feel.\n";
 }
 
-// The catalog and dictionary of the diagnostic arrive with the self-description; until then
-// they are empty and the fixed element answers.
-std::string DiagnosticManager::GetCatalog(int /*indent*/) const { return ""; }
-std::string DiagnosticManager::GetDictionary() const { return ""; }
+std::string DiagnosticManager::FlattenVersion(const std::string& version) {
+  std::string flat = version;
+  ReplaceAll(flat, "\n", ", ");
+  ReplaceAll(flat, "  ", " ");
+  ReplaceAll(flat, "(", "");
+  ReplaceAll(flat, ")", "");
+  ReplaceAll(flat, " :", ":");
+  return flat;
+}
+
+std::string DiagnosticManager::GetCatalog(int /*indent*/) const {
+  const std::string& program = CmdLineParser::Instance().GetProgramName();
+  std::string text = "<DIAGNOSTIC";
+  if (!Name.empty()) text += " Name=\"" + Name + "\"";
+  if (!Version.empty()) text += " Version=\"" + FlattenVersion(Version) + "\"";
+  if (!program.empty()) text += " FileName=\"" + program + "\"";
+  text += ">\n";
+  for (const auto& entry : Tests) text += entry.second->GetCatalog(2) + "\n";
+  return text + "</DIAGNOSTIC>";
+}
+
+std::string DiagnosticManager::GetDictionary() const {
+  std::string text = "[en_US]\nName = TBC\nDescription = TBC\n";
+  for (const auto& entry : Tests) text += entry.second->GetDictionary();
+  return text;
+}
 
 int DiagnosticManager::Run() {
   const CmdLineParser& line = CmdLineParser::Instance();
@@ -191,15 +213,7 @@ int DiagnosticManager::RunTest(KestDiag* test) {
   }
   const std::string& program = CmdLineParser::Instance().GetProgramName();
   if (!program.empty()) Kestout::LogMessage(CategoryDebug, 20000, "diagnostic: " + program);
-  if (!Version.empty()) {
-    std::string flat = Version;
-    ReplaceAll(flat, "\n", ", ");
-    ReplaceAll(flat, "  ", " ");
-    ReplaceAll(flat, "(", "");
-    ReplaceAll(flat, ")", "");
-    ReplaceAll(flat, " :", ":");
-    Kestout::LogMessage(CategoryDebug, 20000, "version: " + flat);
-  }
+  if (!Version.empty()) Kestout::LogMessage(CategoryDebug, 20000, "version: " + FlattenVersion(Version));
   test->LogArguments(CategoryDebug, 20000);
 
   uint32_t before = platform::GetTickCount();

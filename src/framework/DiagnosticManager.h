@@ -22,6 +22,9 @@ class DiagnosticManager {
   std::string GetCatalog(int indent) const;
   std::string GetDictionary() const;
 
+  // The version banner on one line: line breaks as ", ", single blanks, no parentheses.
+  static std::string FlattenVersion(const std::string& version);
+
   // The process exit status: 0 or 1.
   int Run();
 

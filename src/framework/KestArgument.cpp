@@ -4,6 +4,8 @@
 #include "framework/KestConstraint.h"
 #include "framework/TextHelpers.h"
 
+#include <vector>
+
 KestArgument::KestArgument(const std::string& name, int32_t type, const std::string& defaultValue,
                            const std::string& description, bool required, KestConstraint* constraint, bool hidden,
                            bool guiHidden)
@@ -48,5 +50,31 @@ std::string KestArgument::GetHelpText() const {
   if (Constraint) text += Constraint->GetHelpText();
   if (!DefaultValue.empty()) text += "\n\t * Default value: " + DefaultValue;
   text += Required ? "\n\t * Required: true" : "\n\t * Required: false";
+  return text;
+}
+
+std::string KestArgument::GetCatalogElement(int indent) const {
+  std::string element(static_cast<size_t>(indent > 0 ? indent : 0), ' ');
+  element += "<ARGUMENT";
+  if (!Name.empty()) element += " Name=\"" + Name + "\"";
+  element += " Type=\"" + TypeWord(Type) + "\"";
+  if (!DefaultValue.empty()) element += " Value=\"" + DefaultValue + "\"";
+  if (Constraint) element += Constraint->GetCatalogAttributes();
+  element += Required ? " Required=\"true\"" : " Required=\"false\"";
+  if (!Description.empty()) element += CatalogDescription(Description);
+  if (Hidden) element += " Hidden=\"true\"";
+  if (GuiHidden) element += " GUIHidden=\"true\"";
+  return element + " />";
+}
+
+std::string KestArgument::GetDictionary(const std::string& prefix) const {
+  const std::string key = prefix + "/" + Name;
+  std::string text = "\n" + key + "/Name = TBC\n";
+  text += key + "/Description = " + OneLine(Description) + "\n";
+  if (Type == TypeString && Constraint && !Constraint->GetList().empty()) {
+    std::vector<std::string> words;
+    Split(Constraint->GetList(), ",", words);
+    for (const std::string& word : words) text += key + "/List/" + word + " = TBC\n";
+  }
   return text;
 }

@@ -28,6 +28,10 @@ class KestArgument {
 
   bool Validate(const std::string& value) const;
   std::string GetHelpText() const;
+  // The <ARGUMENT> element of the catalog, `indent` blanks in, with no newline.
+  std::string GetCatalogElement(int indent) const;
+  // The translator's entries of this argument, under `prefix` (the test's name).
+  std::string GetDictionary(const std::string& prefix) const;
 
   // "string", "integer", "boolean", "double", "largeinteger".
   static std::string TypeWord(int32_t type);

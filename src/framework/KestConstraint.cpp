@@ -16,6 +16,11 @@ const char* const kHelpTexts[] = {
     "\n\t - Value must be less than ",
 };
 
+const char* const kCatalogAttributes[] = {
+    " Equal=\"", " DifferentThan=\"", " GreaterThan=\"", " EqualToOrGreaterThan=\"", " EqualToOrLessThan=\"",
+    " LessThan=\"",
+};
+
 }  // namespace
 
 KestConstraint::KestConstraint(int32_t low, int32_t high)
@@ -105,4 +110,11 @@ std::string KestConstraint::GetHelpText() const {
   if (IsRange) return "\n\t - Value must be between [" + GetLowText() + ".." + GetHighText() + "]";
   if (Operator < Equal || Operator > LessThan) return "";
   return kHelpTexts[Operator] + CompareText();
+}
+
+std::string KestConstraint::GetCatalogAttributes() const {
+  if (!List.empty()) return " List=\"" + XmlEscape(List) + "\"";
+  if (IsRange) return " Low=\"" + GetLowText() + "\" High=\"" + GetHighText() + "\"";
+  if (Operator < Equal || Operator > LessThan) return "";
+  return kCatalogAttributes[Operator] + CompareText() + "\"";
 }

@@ -21,6 +21,7 @@ class KestConstraint {
 
   bool IsSatisfiedBy(const std::string& value) const;
   std::string GetHelpText() const;
+  std::string GetCatalogAttributes() const;
   std::string GetLowText() const;
   std::string GetHighText() const;
 

@@ -113,10 +113,25 @@ std::string KestDiag::GetArgumentSummary() {
 
 std::string KestDiag::GetDescription() { return Description; }
 
-// The catalog and dictionary of a test arrive with the self-description; until then a test has
-// nothing to say and the manager answers with its fixed element.
-std::string KestDiag::GetCatalog(int /*indent*/) { return ""; }
-std::string KestDiag::GetDictionary() { return ""; }
+std::string KestDiag::GetCatalog(int indent) {
+  const std::string margin(static_cast<size_t>(indent > 0 ? indent : 0), ' ');
+  const std::string& name = Name.empty() ? SubtestName : Name;
+  const std::string& program = CmdLineParser::Instance().GetProgramName();
+  std::string element = margin + "<TEST";
+  if (!name.empty()) element += " Name=\"" + name + "\"";
+  if (!program.empty()) element += " FileName=\"" + program + "\"";
+  if (!Description.empty()) element += CatalogDescription(Description);
+  element += " >\n";
+  for (const auto& entry : Arguments) element += "  " + entry.second->GetCatalogElement(indent + 2) + "\n";
+  return element + margin + "</TEST>";
+}
+
+std::string KestDiag::GetDictionary() {
+  std::string text = "\n\n" + Name + "/Name = TBC\n";
+  text += Name + "/Description = " + OneLine(Description) + "\n";
+  for (const auto& entry : Arguments) text += entry.second->GetDictionary(Name);
+  return text;
+}
 
 void KestDiag::LogArguments(int32_t category, uint32_t number) const {
   if (Arguments.empty()) return;

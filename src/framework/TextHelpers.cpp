@@ -198,6 +198,16 @@ std::string XmlEscape(const std::string& text) {
   return out;
 }
 
+std::string OneLine(const std::string& text) {
+  std::string out = text;
+  ReplaceAll(out, "\n", " ");
+  return out;
+}
+
+std::string CatalogDescription(const std::string& description) {
+  return OneLine(" Description=\"" + XmlEscape(description) + "\"");
+}
+
 bool FileExists(const std::string& path) {
   if (path.empty()) return false;
   std::FILE* file = platform::OpenFile(path, "r");

@@ -42,6 +42,11 @@ std::wstring Widen(const std::string& text);
 std::string Narrow(const std::wstring& text);
 std::string XmlEscape(const std::string& text);
 
+// `text` with every line feed replaced by one blank.
+std::string OneLine(const std::string& text);
+// The catalog's Description attribute: escaped, on one line, with its leading blank.
+std::string CatalogDescription(const std::string& description);
+
 bool FileExists(const std::string& path);
 bool ReadTextFile(const std::string& path, std::string& text);
 std::string GetWorkingDirectory();

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <string>
 
+#include "framework/ControlFiles.h"
 #include "framework/DiagnosticManager.h"
 #include "framework/KestArgument.h"
 #include "framework/KestConstraint.h"
@@ -64,9 +65,10 @@ class ProbeTest : public KestDiag {
     if (behaviour == "throw-other") throw 3.5;
     if (behaviour == "poll") {
       Kestout::LogMessage(CategoryDebug, 20000, "polling");
+      auto stopRequested = [] { return IsTerminationRequested() || IsConsoleInterrupted(); };
       // Bounded so that a lost signal fails the test instead of hanging it.
-      for (int i = 0; i < 3000 && !IsConsoleInterrupted(); ++i) platform::Sleep(10);
-      if (IsConsoleInterrupted()) {
+      for (int i = 0; i < 3000 && !stopRequested(); ++i) platform::Sleep(10);
+      if (stopRequested()) {
         Kestout::LogMessage(CategoryServiceErrors, 1, "");
         throw new KestException(995000);
       }

@@ -5,6 +5,7 @@
 // RASTERSCAN_E2E_PROBE name the .exe files, RASTERSCAN_E2E_LAUNCHER the launcher ("wine").
 // Cases marked "sim-only" speak of the simulated machine and are skipped there.
 #include <dirent.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -27,7 +28,8 @@ struct TranscriptCase {
   bool SimOnly = false;
   std::vector<std::string> Args;
   std::vector<std::string> Env;
-  std::vector<std::string> Files;
+  std::vector<std::pair<std::string, std::string>> Files;  // path in the scratch folder, content
+  std::string Cwd;                                          // folder of the scratch folder to run in
   std::vector<std::string> StderrContains;
   int Status = -1;
   std::string Stdout;
@@ -94,7 +96,13 @@ std::vector<TranscriptCase> LoadCases() {
       if (line == "arg:") current->Args.push_back("");
       else if (line.rfind("arg: ", 0) == 0) current->Args.push_back(value("arg: "));
       else if (line.rfind("env: ", 0) == 0) current->Env.push_back(value("env: "));
-      else if (line.rfind("file: ", 0) == 0) current->Files.push_back(value("file: "));
+      else if (line.rfind("file: ", 0) == 0) {
+        // "file: NAME" makes an empty file, "file: NAME: TEXT" one holding TEXT and no line end.
+        std::string spec = value("file: ");
+        size_t colon = spec.find(": ");
+        if (colon == std::string::npos) current->Files.emplace_back(spec, "");
+        else current->Files.emplace_back(spec.substr(0, colon), spec.substr(colon + 2));
+      } else if (line.rfind("cwd: ", 0) == 0) current->Cwd = value("cwd: ");
       else if (line.rfind("program: ", 0) == 0) current->Program = value("program: ");
       else if (line.rfind("stderr-contains: ", 0) == 0) current->StderrContains.push_back(value("stderr-contains: "));
       else if (line.rfind("status: ", 0) == 0) current->Status = std::stoi(value("status: "));
@@ -122,16 +130,25 @@ TEST_P(Transcript, MatchesOutputAndStatus) {
   ASSERT_FALSE(program.empty()) << "no program for " << c.Program;
 
   std::string scratch = MakeScratchDirectory();
-  for (const std::string& name : c.Files) std::ofstream(scratch + "/" + name) << "";
+  auto makeFolders = [&](const std::string& path) {
+    for (size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1))
+      mkdir((scratch + "/" + path.substr(0, slash)).c_str(), 0755);
+  };
+  for (const auto& [name, content] : c.Files) {
+    makeFolders(name);
+    std::ofstream(scratch + "/" + name, std::ios::binary) << Substitute(content, "{scratch}", scratch);
+  }
+  if (!c.Cwd.empty()) makeFolders(c.Cwd + "/");
 
   ProcessOptions options;
   options.Argv = target.Command(program);
   options.Argv.insert(options.Argv.end(), c.Args.begin(), c.Args.end());
-  options.WorkingDirectory = scratch;
+  options.WorkingDirectory = c.Cwd.empty() ? scratch : scratch + "/" + c.Cwd;
   options.Environment = target.Environment();
   for (const std::string& entry : c.Env) {
     size_t eq = entry.find('=');
-    options.Environment[entry.substr(0, eq)] = Substitute(entry.substr(eq + 1), "{machines}", MACHINES_DIR);
+    options.Environment[entry.substr(0, eq)] =
+        Substitute(Substitute(entry.substr(eq + 1), "{machines}", MACHINES_DIR), "{scratch}", scratch);
   }
   ProcessResult result = RunProcess(options);
   RemoveDirectory(scratch);

@@ -194,6 +194,13 @@ bool LoadMachine(std::string& error) {
     error = source + ", " + error;
     return false;
   }
+  // A relative drive root is taken from the machine file's folder, so that a test can keep a
+  // whole simulated drive beside its machine file.
+  if (source != "built-in machine" && machine.DriveRoot[0] != '/') {
+    std::string path = std::getenv("RASTERSCAN_MACHINE");
+    size_t slash = path.rfind('/');
+    machine.DriveRoot = (slash == std::string::npos ? std::string(".") : path.substr(0, slash)) + "/" + machine.DriveRoot;
+  }
   if (const char* clock = std::getenv("RASTERSCAN_CLOCK"); clock && *clock) {
     std::string mode = Lower(clock);
     if (mode == "virtual") machine.VirtualClock = true;

@@ -1,0 +1,94 @@
+#include "screen/ScreenArguments.h"
+
+#include "framework/KestArgument.h"
+#include "framework/KestConstraint.h"
+#include "framework/KestDiag.h"
+
+namespace {
+
+const int32_t kSizes[16][2] = {{640, 480},   {720, 480},   {800, 600},   {1024, 768},  {1152, 864},  {1280, 768},
+                               {1280, 1024}, {1400, 1050}, {1600, 1200}, {1792, 1344}, {1800, 1440}, {1800, 1880},
+                               {1920, 1080}, {1920, 1200}, {1920, 1440}, {2048, 1536}};
+const int32_t kDepths[4] = {8, 16, 24, 32};
+
+struct ModeTable {
+  ScreenMode Rows[ScreenModeCount];
+  ModeTable() {
+    for (int i = 0; i < ScreenModeCount; ++i) Rows[i] = {kSizes[i / 4][0], kSizes[i / 4][1], kDepths[i % 4]};
+  }
+};
+
+const ModeTable kModes;
+
+std::string ModeText(const ScreenMode& mode) {
+  return std::to_string(mode.Width) + "x" + std::to_string(mode.Height) + "x" + std::to_string(mode.Bits);
+}
+
+}  // namespace
+
+const ScreenMode& GetScreenMode(int index) { return kModes.Rows[index]; }
+
+std::string ModeArgumentName(const ScreenMode& mode) { return "-Mode" + ModeText(mode); }
+
+void AddScreenArguments(KestDiag& test) {
+  test.AddArgument("-interactive", KestArgument::TypeBoolean, "true",
+                   "If it is set to true then the test will run in \n\tinteractive mode (waits for user to press number on the screen).\n\tIf it is set to false then the test does not need user interaction",
+                   false, nullptr, false, true);
+  test.AddArgument("-Display", KestArgument::TypeInteger, "0",
+                   "Display adapter number.",
+                   false, new KestConstraint(0, KestConstraint::EqualToOrGreaterThan), false, false);
+  test.AddArgument("-Retries", KestArgument::TypeInteger, "1",
+                   "Number of retries incase of a failure.",
+                   false, new KestConstraint(0, 10), false, false);
+  test.AddArgument("-ActiveDisplay", KestArgument::TypeBoolean, "false",
+                   "This option will activate displays to test.",
+                   false, nullptr, false, false);
+  test.AddArgument("-TestAll", KestArgument::TypeBoolean, "false",
+                   "This option will select all the available drivers\n\tto be tested.",
+                   false, nullptr, false, true);
+  test.AddArgument("-HighMode", KestArgument::TypeBoolean, "false",
+                   "This option will select test to run in High Mode.",
+                   false, nullptr, false, false);
+  test.AddArgument("-Calibrate", KestArgument::TypeBoolean, "false",
+                   "This parameter specifies whether the test should\n\tcalibrate the video card and store the checksum\n\tvalues in the zr_video.dat file",
+                   false, nullptr, false, true);
+  test.AddArgument("-AnalyzeEnable", KestArgument::TypeBoolean, "false",
+                   "This option will select test to enable analysis mode.",
+                   false, nullptr, false, true);
+  test.AddArgument("-AnalyzeAlways", KestArgument::TypeBoolean, "false",
+                   "This option will select test to run in always analyze mode.",
+                   false, nullptr, false, true);
+  test.AddArgument("-AnalyzeOnCalibrate", KestArgument::TypeBoolean, "false",
+                   "This option will select test to run in always\n\tanalyze when calibrate is true.",
+                   false, nullptr, false, true);
+  test.AddArgument("-AnalyzeFault", KestArgument::TypeBoolean, "false",
+                   "This option will select test to run Analysis on Fault.",
+                   false, nullptr, false, true);
+  test.AddArgument("-AnalyzeLogFile", KestArgument::TypeBoolean, "false",
+                   "This option will select test to run Analysis on log.",
+                   false, nullptr, false, true);
+  test.AddArgument("-TestAllResolutions", KestArgument::TypeBoolean, "false",
+                   "This option will select to run the test with all supported resolutions",
+                   false, nullptr, false, false);
+  test.AddArgument("-Prompt", KestArgument::TypeInteger, "0",
+                   "This Message number of the text to be displayed",
+                   false, new KestConstraint(0, KestConstraint::EqualToOrGreaterThan), false, false);
+  test.AddArgument("-CaptureScreen", KestArgument::TypeBoolean, "false",
+                   "This option will capture the screenshot and save it to a BMP file.",
+                   false, nullptr, false, true);
+  test.AddArgument("-ScreenshotDir", KestArgument::TypeString, "",
+                   "Directory path to store the Screen shots",
+                   false, nullptr, false, true);
+  test.AddArgument("-VerifyChecksum", KestArgument::TypeBoolean, "true",
+                   "This option specifies whether the test shouldcompare checksum from calibrations file.",
+                   false, nullptr, false, true);
+  test.AddArgument("-CreateGenericCalibration", KestArgument::TypeBoolean, "false",
+                   "This parameter specifies whether the test should\n\tinclude the Controller information in\n\tthe zr_video.dat file.Will have no impact if Calibrate\n\tparameter is false",
+                   false, nullptr, false, false);
+}
+
+void AddModeArguments(KestDiag& test) {
+  for (const ScreenMode& mode : kModes.Rows)
+    test.AddArgument(ModeArgumentName(mode), KestArgument::TypeBoolean, "false",
+                     "This selects " + ModeText(mode) + " resolution for testing.", false, nullptr, false, false);
+}

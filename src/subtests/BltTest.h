@@ -1,0 +1,10 @@
+#pragma once
+
+#include "framework/KestDiag.h"
+
+class BltTest : public KestDiag {
+ public:
+  BltTest();
+  ~BltTest() override;
+  bool Run() override;
+};

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "framework/KestDiag.h"
+
+class GraphicsPortTest : public KestDiag {
+ public:
+  GraphicsPortTest();
+  ~GraphicsPortTest() override;
+  bool Run() override;
+};

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "framework/KestDiag.h"
+
+class PaletteTest : public KestDiag {
+ public:
+  PaletteTest();
+  ~PaletteTest() override;
+  bool Run() override;
+};

@@ -1,0 +1,16 @@
+#include "subtests/VideoMemoryTest.h"
+
+#include "framework/KestArgument.h"
+#include "framework/KestConstraint.h"
+#include "subtests/NotBuiltYet.h"
+
+VideoMemoryTest::VideoMemoryTest() {
+  SetDescription("This Test Tests the video memory");
+  AddArgument("-Retries", KestArgument::TypeInteger, "1",
+              "Number of retries incase of a failure.",
+              false, new KestConstraint(0, 10), false, false);
+}
+
+VideoMemoryTest::~VideoMemoryTest() = default;
+
+bool VideoMemoryTest::Run() { return NotBuiltYet(*this); }

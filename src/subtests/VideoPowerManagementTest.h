@@ -1,0 +1,10 @@
+#pragma once
+
+#include "framework/KestDiag.h"
+
+class VideoPowerManagementTest : public KestDiag {
+ public:
+  VideoPowerManagementTest();
+  ~VideoPowerManagementTest() override;
+  bool Run() override;
+};
