@@ -14,7 +14,8 @@
 #include "platform/console.h"
 #include "platform/system.h"
 
-std::map<std::string, KestDiag*> DiagnosticManager::Tests;
+// The test objects live until the process ends, and so does the registry that leads to them.
+std::map<std::string, KestDiag*>& DiagnosticManager::Tests = *new std::map<std::string, KestDiag*>;
 
 namespace {
 
@@ -63,7 +64,7 @@ DiagnosticManager::DiagnosticManager(int argc, const char* const* argv, const st
   CmdLineParser::Instance(argc, argv);
 }
 
-DiagnosticManager::~DiagnosticManager() { Tests.clear(); }
+DiagnosticManager::~DiagnosticManager() = default;
 
 void DiagnosticManager::RegisterTest(const std::string& name, KestDiag* test) {
   if (!test) return;

@@ -33,7 +33,7 @@ class DiagnosticManager {
 
   std::string Version;
   std::string Name;
-  static std::map<std::string, KestDiag*> Tests;
+  static std::map<std::string, KestDiag*>& Tests;
 };
 
 // The console control handler the manager installs.
