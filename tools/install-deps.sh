@@ -3,7 +3,7 @@
 # when everything is there already.
 set -euo pipefail
 
-packages=(cmake g++ make libgtest-dev libbenchmark-dev)
+packages=(cmake g++ make libgtest-dev libbenchmark-dev clang libclang-rt-dev)
 if [ "${1:-}" = "--windows" ]; then
   packages+=(mingw-w64 wine wine64)
 fi

@@ -11,6 +11,8 @@ cmake --build build -j"$(nproc)" --target raster-scan >/dev/null
 
 work=$(mktemp -d)
 cd "$work"
+# The program reads its message texts from the working directory.
+cp "$top/build/raster-scan.msg" .
 status=0
 "$top/build/raster-scan" -help=true "$@" || status=$?
 echo "raster-scan ended with status $status (working directory $work)"

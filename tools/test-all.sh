@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Runs every test of Raster-scan: the native build's unit and end-to-end tests, the same tests
 # built with the address and undefined-behaviour sanitizers, the Windows cross builds (32-bit, the
-# product, and 64-bit), and the end-to-end transcripts against the 64-bit build under Wine.
+# product, and 64-bit), and the end-to-end transcripts against the 64-bit build under Wine; the fuzz
+# targets each run for a bounded time.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 cd "$top"
@@ -20,6 +21,18 @@ step "Sanitizer build and tests"
 cmake -S . -B build-sanitize -DCMAKE_BUILD_TYPE=Debug -DRASTERSCAN_SANITIZE=ON >/dev/null
 cmake --build build-sanitize -j"$jobs"
 ctest --test-dir build-sanitize --output-on-failure -j"$jobs"
+
+step "Fuzz targets, a bounded run each"
+CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DRASTERSCAN_TESTS=OFF \
+  -DRASTERSCAN_FUZZ=ON >/dev/null
+cmake --build build-fuzz -j"$jobs"
+fuzz_seconds=${RASTERSCAN_FUZZ_SECONDS:-30}
+for target in build-fuzz/tests/fuzz/fuzz-*; do
+  [ -x "$target" ] || continue
+  corpus=$(mktemp -d)
+  (cd "$corpus" && "$top/$target" -max_total_time="$fuzz_seconds" 2>&1 | tail -20)
+  rm -rf "$corpus"
+done
 
 for arch in i686 x86_64; do
   step "Windows cross build ($arch)"

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <iostream>
 
+#include "framework/CmdLineParser.h"
+#include "framework/MessageCatalog.h"
 #include "framework/TextHelpers.h"
 
 namespace {
@@ -32,6 +34,13 @@ void Kestout::LogMessage(int32_t category, uint32_t number, const std::string& t
   ReplaceAll(flat, "\r\n", " ");
   ReplaceAll(flat, "\n", " ");
   ReplaceAll(flat, "\r", " ");
+  if (ToLower(CmdLineParser::Instance().Get("-debug", "false")) == "true") {
+    // For a person reading along: the category's name and the catalogue's text. Category 0 has a
+    // name too, but shows as its number.
+    const std::string word = category > 0 && category < 16 ? CategoryName(category) : std::to_string(category);
+    WriteLine("LogMessage " + word + " " + GetMessageText(number, flat) + " \"\"");
+    return;
+  }
   WriteLine("LogMessage " + std::to_string(category) + " " + std::to_string(number) + " \"" + flat + "\" \"\"");
 }
 

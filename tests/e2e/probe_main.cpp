@@ -22,7 +22,7 @@ class ProbeTest : public KestDiag {
     SetDescription("Test-only subtest that ends as -Behaviour says.");
     AddArgument("-Behaviour", KestArgument::TypeString, "pass", "How the run ends.", false,
                 new KestConstraint("pass,fail,throw-value,throw-pointer,throw-int,throw-string,throw-cstring,"
-                                   "throw-other,poll,timed"),
+                                   "throw-other,poll,timed,categories"),
                 false, false);
     AddArgument("-Level", KestArgument::TypeString, "", "A required text.", true, nullptr, false, false);
     AddArgument("-Retries", KestArgument::TypeInteger, "1", "Number of retries incase of a failure.", false,
@@ -74,6 +74,10 @@ class ProbeTest : public KestDiag {
       }
       Kestout::ReportFailure("990998");
       return false;
+    }
+    if (behaviour == "categories") {
+      // The debug form names categories 1 to 15 only.
+      for (int32_t category : {0, 1, 15, 16, -1}) Kestout::LogMessage(category, 7, "c" + ToText(category));
     }
     if (behaviour == "timed") {
       StartTimer();

@@ -3,7 +3,8 @@
 //
 // The same transcripts run against the Windows build under Wine: RASTERSCAN_E2E_PROGRAM and
 // RASTERSCAN_E2E_PROBE name the .exe files, RASTERSCAN_E2E_LAUNCHER the launcher ("wine").
-// Cases marked "sim-only" speak of the simulated machine and are skipped there.
+// Cases marked "sim-only" speak of the simulated machine and are skipped there. A case marked
+// "catalogue" runs with the shipped message catalogue in its working directory.
 #include <dirent.h>
 #include <sys/stat.h>
 
@@ -30,6 +31,7 @@ struct TranscriptCase {
   std::vector<std::string> Env;
   std::vector<std::pair<std::string, std::string>> Files;  // path in the scratch folder, content
   std::string Cwd;                                          // folder of the scratch folder to run in
+  bool Catalogue = false;                                   // the shipped catalogue in the working directory
   std::vector<std::string> StderrContains;
   int Status = -1;
   std::string Stdout;
@@ -107,6 +109,7 @@ std::vector<TranscriptCase> LoadCases() {
       else if (line.rfind("stderr-contains: ", 0) == 0) current->StderrContains.push_back(value("stderr-contains: "));
       else if (line.rfind("status: ", 0) == 0) current->Status = std::stoi(value("status: "));
       else if (line == "sim-only") current->SimOnly = true;
+      else if (line == "catalogue") current->Catalogue = true;
       else if (line == "--- stdout") inStdout = true;
       else fail("cannot read '" + line + "'");
     }
@@ -139,11 +142,17 @@ TEST_P(Transcript, MatchesOutputAndStatus) {
     std::ofstream(scratch + "/" + name, std::ios::binary) << Substitute(content, "{scratch}", scratch);
   }
   if (!c.Cwd.empty()) makeFolders(c.Cwd + "/");
+  const std::string workingDirectory = c.Cwd.empty() ? scratch : scratch + "/" + c.Cwd;
+  if (c.Catalogue) {
+    std::ifstream shipped(MESSAGES_FILE, std::ios::binary);
+    ASSERT_TRUE(shipped) << MESSAGES_FILE;
+    std::ofstream(workingDirectory + "/raster-scan.msg", std::ios::binary) << shipped.rdbuf();
+  }
 
   ProcessOptions options;
   options.Argv = target.Command(program);
   options.Argv.insert(options.Argv.end(), c.Args.begin(), c.Args.end());
-  options.WorkingDirectory = c.Cwd.empty() ? scratch : scratch + "/" + c.Cwd;
+  options.WorkingDirectory = workingDirectory;
   options.Environment = target.Environment();
   for (const std::string& entry : c.Env) {
     size_t eq = entry.find('=');
