@@ -26,31 +26,47 @@ std::string ModeText(const ScreenMode& mode) {
 
 }  // namespace
 
+const char kInteractiveDescription[] =
+    "If it is set to true then the test will run in \n\tinteractive mode (waits for user to press number on the screen).\n\tIf it is set to false then the test does not need user interaction";
+const char kDisplayDescription[] =
+    "Display adapter number.";
+const char kRetriesDescription[] =
+    "Number of retries incase of a failure.";
+const char kActiveDisplayDescription[] =
+    "This option will activate displays to test.";
+const char kTestAllDescription[] =
+    "This option will select all the available drivers\n\tto be tested.";
+const char kCalibrateDescription[] =
+    "This parameter specifies whether the test should\n\tcalibrate the video card and store the checksum\n\tvalues in the zr_video.dat file";
+const char kPromptDescription[] =
+    "This Message number of the text to be displayed";
+const char kCaptureScreenDescription[] =
+    "This option will capture the screenshot and save it to a BMP file.";
+const char kScreenshotDirDescription[] =
+    "Directory path to store the Screen shots";
+const char kVerifyChecksumDescription[] =
+    "This option specifies whether the test shouldcompare checksum from calibrations file.";
+const char kGenericCalibrationDescription[] =
+    "This parameter specifies whether the test should\n\tinclude the Controller information in\n\tthe zr_video.dat file.Will have no impact if Calibrate\n\tparameter is false";
+
 const ScreenMode& GetScreenMode(int index) { return kModes.Rows[index]; }
 
 std::string ModeArgumentName(const ScreenMode& mode) { return "-Mode" + ModeText(mode); }
 
 void AddScreenArguments(KestDiag& test) {
-  test.AddArgument("-interactive", KestArgument::TypeBoolean, "true",
-                   "If it is set to true then the test will run in \n\tinteractive mode (waits for user to press number on the screen).\n\tIf it is set to false then the test does not need user interaction",
+  test.AddArgument("-interactive", KestArgument::TypeBoolean, "true", kInteractiveDescription,
                    false, nullptr, false, true);
-  test.AddArgument("-Display", KestArgument::TypeInteger, "0",
-                   "Display adapter number.",
+  test.AddArgument("-Display", KestArgument::TypeInteger, "0", kDisplayDescription,
                    false, new KestConstraint(0, KestConstraint::EqualToOrGreaterThan), false, false);
-  test.AddArgument("-Retries", KestArgument::TypeInteger, "1",
-                   "Number of retries incase of a failure.",
+  test.AddArgument("-Retries", KestArgument::TypeInteger, "1", kRetriesDescription,
                    false, new KestConstraint(0, 10), false, false);
-  test.AddArgument("-ActiveDisplay", KestArgument::TypeBoolean, "false",
-                   "This option will activate displays to test.",
+  test.AddArgument("-ActiveDisplay", KestArgument::TypeBoolean, "false", kActiveDisplayDescription,
                    false, nullptr, false, false);
-  test.AddArgument("-TestAll", KestArgument::TypeBoolean, "false",
-                   "This option will select all the available drivers\n\tto be tested.",
-                   false, nullptr, false, true);
+  test.AddArgument("-TestAll", KestArgument::TypeBoolean, "false", kTestAllDescription, false, nullptr, false, true);
   test.AddArgument("-HighMode", KestArgument::TypeBoolean, "false",
                    "This option will select test to run in High Mode.",
                    false, nullptr, false, false);
-  test.AddArgument("-Calibrate", KestArgument::TypeBoolean, "false",
-                   "This parameter specifies whether the test should\n\tcalibrate the video card and store the checksum\n\tvalues in the zr_video.dat file",
+  test.AddArgument("-Calibrate", KestArgument::TypeBoolean, "false", kCalibrateDescription,
                    false, nullptr, false, true);
   test.AddArgument("-AnalyzeEnable", KestArgument::TypeBoolean, "false",
                    "This option will select test to enable analysis mode.",
@@ -70,20 +86,15 @@ void AddScreenArguments(KestDiag& test) {
   test.AddArgument("-TestAllResolutions", KestArgument::TypeBoolean, "false",
                    "This option will select to run the test with all supported resolutions",
                    false, nullptr, false, false);
-  test.AddArgument("-Prompt", KestArgument::TypeInteger, "0",
-                   "This Message number of the text to be displayed",
+  test.AddArgument("-Prompt", KestArgument::TypeInteger, "0", kPromptDescription,
                    false, new KestConstraint(0, KestConstraint::EqualToOrGreaterThan), false, false);
-  test.AddArgument("-CaptureScreen", KestArgument::TypeBoolean, "false",
-                   "This option will capture the screenshot and save it to a BMP file.",
+  test.AddArgument("-CaptureScreen", KestArgument::TypeBoolean, "false", kCaptureScreenDescription,
                    false, nullptr, false, true);
-  test.AddArgument("-ScreenshotDir", KestArgument::TypeString, "",
-                   "Directory path to store the Screen shots",
+  test.AddArgument("-ScreenshotDir", KestArgument::TypeString, "", kScreenshotDirDescription,
                    false, nullptr, false, true);
-  test.AddArgument("-VerifyChecksum", KestArgument::TypeBoolean, "true",
-                   "This option specifies whether the test shouldcompare checksum from calibrations file.",
+  test.AddArgument("-VerifyChecksum", KestArgument::TypeBoolean, "true", kVerifyChecksumDescription,
                    false, nullptr, false, true);
-  test.AddArgument("-CreateGenericCalibration", KestArgument::TypeBoolean, "false",
-                   "This parameter specifies whether the test should\n\tinclude the Controller information in\n\tthe zr_video.dat file.Will have no impact if Calibrate\n\tparameter is false",
+  test.AddArgument("-CreateGenericCalibration", KestArgument::TypeBoolean, "false", kGenericCalibrationDescription,
                    false, nullptr, false, false);
 }
 

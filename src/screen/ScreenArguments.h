@@ -22,5 +22,18 @@ std::string ModeArgumentName(const ScreenMode& mode);
 // The options common to ModeTest, BltTest and LineTest.
 void AddScreenArguments(KestDiag& test);
 
+// Descriptions that several subtests give to an option of the same name.
+extern const char kInteractiveDescription[];
+extern const char kDisplayDescription[];
+extern const char kRetriesDescription[];
+extern const char kActiveDisplayDescription[];
+extern const char kTestAllDescription[];
+extern const char kCalibrateDescription[];
+extern const char kPromptDescription[];
+extern const char kCaptureScreenDescription[];
+extern const char kScreenshotDirDescription[];
+extern const char kVerifyChecksumDescription[];
+extern const char kGenericCalibrationDescription[];
+
 // One boolean switch per row of the mode table.
 void AddModeArguments(KestDiag& test);

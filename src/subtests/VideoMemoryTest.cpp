@@ -2,12 +2,12 @@
 
 #include "framework/KestArgument.h"
 #include "framework/KestConstraint.h"
+#include "screen/ScreenArguments.h"
 #include "subtests/NotBuiltYet.h"
 
 VideoMemoryTest::VideoMemoryTest() {
   SetDescription("This Test Tests the video memory");
-  AddArgument("-Retries", KestArgument::TypeInteger, "1",
-              "Number of retries incase of a failure.",
+  AddArgument("-Retries", KestArgument::TypeInteger, "1", kRetriesDescription,
               false, new KestConstraint(0, 10), false, false);
 }
 

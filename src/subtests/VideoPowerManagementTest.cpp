@@ -2,6 +2,7 @@
 
 #include "framework/KestArgument.h"
 #include "framework/KestConstraint.h"
+#include "screen/ScreenArguments.h"
 #include "subtests/NotBuiltYet.h"
 
 VideoPowerManagementTest::VideoPowerManagementTest() {
@@ -10,8 +11,7 @@ VideoPowerManagementTest::VideoPowerManagementTest() {
       "modes supported include stand-by, suspend and off mode. The test should fail in\n"
       "case of issues with the power management feature of the system, video subsystem\n"
       "or monitor. If the screen does not go blank for some time, the test fails.");
-  AddArgument("-Retries", KestArgument::TypeInteger, "1",
-              "Number of retries incase of a failure.",
+  AddArgument("-Retries", KestArgument::TypeInteger, "1", kRetriesDescription,
               false, new KestConstraint(1, 10), false, false);
   AddArgument("-SleepType", KestArgument::TypeString, "standby",
               "Type of feature to be tested.",

@@ -100,10 +100,10 @@ std::vector<TranscriptCase> LoadCases() {
       else if (line.rfind("env: ", 0) == 0) current->Env.push_back(value("env: "));
       else if (line.rfind("file: ", 0) == 0) {
         // "file: NAME" makes an empty file, "file: NAME: TEXT" one holding TEXT and no line end.
-        std::string spec = value("file: ");
-        size_t colon = spec.find(": ");
-        if (colon == std::string::npos) current->Files.emplace_back(spec, "");
-        else current->Files.emplace_back(spec.substr(0, colon), spec.substr(colon + 2));
+        std::string entry = value("file: ");
+        size_t colon = entry.find(": ");
+        if (colon == std::string::npos) current->Files.emplace_back(entry, "");
+        else current->Files.emplace_back(entry.substr(0, colon), entry.substr(colon + 2));
       } else if (line.rfind("cwd: ", 0) == 0) current->Cwd = value("cwd: ");
       else if (line.rfind("program: ", 0) == 0) current->Program = value("program: ");
       else if (line.rfind("stderr-contains: ", 0) == 0) current->StderrContains.push_back(value("stderr-contains: "));
