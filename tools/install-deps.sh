@@ -3,7 +3,7 @@
 # when everything is there already.
 set -euo pipefail
 
-packages=(cmake g++ make libgtest-dev libbenchmark-dev clang libclang-rt-dev)
+packages=(cmake g++ make libgtest-dev libbenchmark-dev clang libclang-rt-dev libstb-dev libfreetype-dev fonts-liberation pkg-config)
 if [ "${1:-}" = "--windows" ]; then
   packages+=(mingw-w64 wine wine64)
 fi

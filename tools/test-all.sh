@@ -45,6 +45,8 @@ step "End-to-end transcripts under Wine (64-bit build)"
 export WINEDEBUG=-all
 export WINEPREFIX="${WINEPREFIX:-$top/build-win-x86_64/wineprefix}"
 wineboot --init >/dev/null 2>&1 || true
+# Let the first start of the prefix finish before the tests start their own wine processes.
+wineserver -w || true
 RASTERSCAN_E2E_PROGRAM="$top/build-win-x86_64/raster-scan.exe" \
 RASTERSCAN_E2E_PROBE="$top/build-win-x86_64/tests/probe-diagnostic.exe" \
 RASTERSCAN_E2E_LAUNCHER=wine \

@@ -5,11 +5,77 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
+
+#include "platform/sim/display_config.h"
 
 namespace platform {
 namespace sim {
 
 enum class WindowsKind { Windows7, WindowsXP, WindowsPE };
+
+// The hardware access driver's service as the machine starts: not installed, installed and
+// stopped, running, or installed but refusing to start.
+enum class ServiceState { Absent, Stopped, Running, Unstartable };
+
+struct PciBar {
+  enum class Kind { Unused, Memory, Io };
+  Kind Type = Kind::Unused;
+  bool Prefetchable = false;
+  uint32_t Base = 0;
+  uint32_t Size = 0;
+};
+
+// Which configuration the device tree reports resources from.
+enum class ResourceConfig { Allocated, Boot, None };
+
+struct PciDevice {
+  uint8_t Bus = 0;
+  uint8_t Device = 0;
+  uint8_t Function = 0;
+  uint16_t VendorId = 0;
+  uint16_t DeviceId = 0;
+  uint16_t SubsystemVendorId = 0;
+  uint16_t SubsystemId = 0;
+  uint32_t ClassCode = 0;  // base class, sub-class, programming interface
+  uint8_t Revision = 0;
+  uint16_t Command = 0x0007;
+  uint8_t InterruptLine = 0;
+  PciBar Bars[6];
+  int SecondaryBus = -1;  // bridges: the bus behind them
+
+  // What the device tree says of it.
+  std::string Description;
+  bool DisplayDriver = true;  // in the Display setup class; false: an unknown device
+  bool Enabled = true;
+  ResourceConfig Resources = ResourceConfig::Allocated;
+  bool HasSlot = false;
+  uint32_t Slot = 0;
+
+  // PCI BIOS encoding: bus in the high byte, device in bits 7..3, function in bits 2..0.
+  uint16_t Address() const { return static_cast<uint16_t>(Bus << 8 | (Device & 0x1F) << 3 | (Function & 7)); }
+};
+
+// Defects of memory behind the base address registers, by physical address.
+struct MemoryFault {
+  enum class Kind { StuckBit, FlakyByte, Unmappable, UnmapFails };
+  Kind Type = Kind::StuckBit;
+  uint32_t Address = 0;
+  uint8_t Mask = 0;      // StuckBit: the bit; FlakyByte: the bits that flip
+  bool StuckHigh = false;
+  uint32_t Reads = 0;    // FlakyByte: how many reads see it flipped
+  uint32_t Length = 1;   // Unmappable: the size of the region
+};
+
+// Something that happens from outside when the driver maps a block for the given time.
+struct MapEvent {
+  enum class Kind { KillFile, ConsoleBreak };
+  Kind Action = Kind::KillFile;
+  uint32_t AtMap = 1;
+  std::string Path;  // KillFile: a Windows path
+};
+
+enum class BoardIdSource { None, Eisa, Int15 };
 
 struct Machine {
   std::string Name;
@@ -24,6 +90,20 @@ struct Machine {
 
   // Host folder that stands for the root of the current drive ("\name", "C:\name").
   std::string DriveRoot = "/";
+
+  ServiceState DriverService = ServiceState::Absent;
+  // Virtual milliseconds that one mapped block takes to test (the virtual clock only).
+  uint32_t MapMilliseconds = 0;
+
+  BoardIdSource BoardIdFrom = BoardIdSource::None;
+  uint16_t BoardId = 0;
+
+  std::vector<PciDevice> PciDevices;  // in bus, device, function order
+  std::vector<MemoryFault> Faults;
+  std::vector<MapEvent> Events;
+
+  // Display adapters, monitors and their modes.
+  DisplayConfig Display = DefaultDisplayConfig();
 };
 
 // One INI document: section name (lowered) to key (lowered) to value, plus the line of each key
@@ -54,6 +134,10 @@ const Machine& CurrentMachine();
 
 // Replaces the machine in force (unit tests of the sim).
 void SetCurrentMachine(const Machine& machine);
+
+// Rises whenever the machine in force is replaced, so that the simulated hardware can rebuild
+// its state from it.
+uint32_t MachineGeneration();
 
 }  // namespace sim
 }  // namespace platform

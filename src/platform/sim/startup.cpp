@@ -1,5 +1,8 @@
 #include "platform/platform.h"
+#include "platform/gdi.h"
 #include "platform/sim/clock_state.h"
+#include "platform/sim/display_model.h"
+#include "platform/sim/gdi_sim.h"
 #include "platform/sim/machine.h"
 
 namespace platform {
@@ -7,6 +10,12 @@ namespace platform {
 bool Startup(std::string& error) {
   if (!sim::LoadMachine(error)) return false;
   sim::ResetClock();
+  // The display context and DirectDraw's GetDC both draw on the primary frame buffer.
+  sim::SetDisplaySurface([] { return &sim::PrimaryFrameBuffer(); });
+  sim::SetSurfaceDcHooks({[](sim::Surface& surface) {
+                            return sim::CreateSurfaceDC(surface, {0, 0}, {0, 0, surface.Width, surface.Height});
+                          },
+                          [](uintptr_t dc) { DeleteDC(dc); }});
   return true;
 }
 

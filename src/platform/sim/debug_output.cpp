@@ -1,0 +1,27 @@
+#include "platform/debug_output.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/sim/debug_log.h"
+
+namespace platform {
+
+namespace sim {
+
+std::vector<std::string>& DebugOutput() {
+  static std::vector<std::string> lines;
+  return lines;
+}
+
+}  // namespace sim
+
+void OutputDebugStringA(const char* text) {
+  std::string line = text ? text : "";
+  sim::DebugOutput().push_back(line);
+  // A person debugging the sim sees the text on standard error, never in the protocol.
+  if (const char* show = std::getenv("RASTERSCAN_DEBUG_OUTPUT"); show && *show)
+    std::fprintf(stderr, "OutputDebugString: %s\n", line.c_str());
+}
+
+}  // namespace platform

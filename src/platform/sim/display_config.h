@@ -1,0 +1,80 @@
+// What the machine file says about the display: adapters (with pseudo devices among them), their
+// modes and refusals, monitors. The running state built from it is in display_model.h.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace platform {
+namespace sim {
+
+struct MachineText;  // machine.h, which may hold a DisplayConfig itself
+
+struct ModeSize {
+  int32_t Width = 0;
+  int32_t Height = 0;
+  int32_t Bits = 0;
+};
+bool operator==(const ModeSize& a, const ModeSize& b);
+
+struct MonitorConfig {
+  std::string Description = "Generic PnP Monitor";
+  bool Connected = true;
+};
+
+enum class AdapterKind { Adapter, Mirror, Remote };
+
+struct AdapterConfig {
+  AdapterKind Kind = AdapterKind::Adapter;
+  std::string Description = "Simulated Display Adapter";
+  std::string DeviceId = "PCI\\VEN_1234&DEV_1111&SUBSYS_11001AF4&REV_02";
+  bool Primary = false;
+  bool Attached = true;
+  // Display settings list, in the driver's order; every mode at each refresh rate.
+  std::vector<ModeSize> Modes;
+  std::vector<uint32_t> RefreshRates{60, 75};
+  // Modes without 60 Hz: set with 60 Hz they are refused (bad mode), without a frequency taken.
+  std::vector<ModeSize> No60Hz;
+  // Modes that the driver lists but fails to set, through either world.
+  std::vector<ModeSize> Refused;
+  // DirectDraw's list; empty means the same as Modes.
+  std::vector<ModeSize> DirectDrawModes;
+  bool DirectDrawAvailable = true;
+  // The mode at start (attached) and the stored one; a zero size stores nothing.
+  ModeSize Current{1024, 768, 32};
+  uint32_t CurrentRefresh = 0;  // 0: the mode's first rate
+  ModeSize Registry{0, 0, 0};  // zero: as Current
+  bool RegistryGiven = false;  // Registry=none leaves no stored settings
+  int32_t PositionX = 0;
+  int32_t PositionY = 0;
+  // Frame buffer rows: the row's bytes rounded up to PitchAlign, plus PitchExtra.
+  int32_t PitchAlign = 4;
+  int32_t PitchExtra = 0;
+  int32_t Dpi = 96;
+  // The device refuses to be attached or moved (a fault).
+  bool RefuseAttach = false;
+  std::vector<MonitorConfig> Monitors;
+};
+
+struct DisplayConfig {
+  std::vector<AdapterConfig> Adapters;
+};
+
+// The built-in display: one adapter with one monitor and a wide mode list, 1024x768x32 at 60 Hz.
+DisplayConfig DefaultDisplayConfig();
+
+// True for a section this file owns: "display.N" and "monitor.N" (lowered, N a number).
+bool IsDisplaySection(const std::string& section);
+
+// Builds the display from the [Display.N] and [Monitor.N] sections of a machine text, checking
+// every key and value; other sections are left alone. Without any [Display.N] the built-in display
+// is taken.
+bool BuildDisplayConfig(const MachineText& text, DisplayConfig& out, std::string& error);
+
+// "640x480x8".
+bool ParseModeSize(const std::string& text, ModeSize& out);
+std::string ModeSizeText(const ModeSize& mode);
+
+}  // namespace sim
+}  // namespace platform

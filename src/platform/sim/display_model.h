@@ -1,0 +1,109 @@
+// The running display of the simulated machine: each adapter's present and stored settings, its
+// frame buffer in the present mode, and the DirectDraw exclusive owner. The display calls
+// (display.h) and DirectDraw (ddraw.h) of the sim both work on this one model, and the drawing
+// layer draws into its frame buffers.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/display.h"
+#include "platform/setupapi.h"  // Guid
+#include "platform/sim/display_config.h"
+#include "platform/sim/surface.h"
+
+namespace platform {
+namespace sim {
+
+// HMONITOR of the adapter at a place in the list (one monitor per adapter on the desktop).
+constexpr uintptr_t MonitorHandleBase = 0x10000;
+
+struct DisplaySettings {
+  ModeSize Mode;
+  uint32_t Refresh = 0;
+  int32_t PositionX = 0;
+  int32_t PositionY = 0;
+  bool Attached = false;
+};
+
+struct AdapterState {
+  AdapterConfig Config;
+  std::string Name;  // "\\.\DISPLAY1"; pseudo devices "\\.\DISPLAYV1"
+  Guid DirectDrawGuid;
+  // Present settings; when not attached, Mode is the one it would come back in.
+  DisplaySettings Current;
+  bool HasRegistry = false;
+  DisplaySettings Registry;
+  Surface FrameBuffer;  // empty while not attached
+  // Rises with each change of mode: DirectDraw surfaces made before are lost.
+  uint32_t ModeGeneration = 0;
+  // The DirectDraw object that holds exclusive mode on this adapter, 0 for none.
+  uintptr_t ExclusiveOwner = 0;
+
+  bool IsPseudo() const { return Config.Kind != AdapterKind::Adapter; }
+  bool OnDesktop() const { return Current.Attached && !IsPseudo(); }
+  // The refresh rates the driver offers for a mode (60 Hz left out where refused).
+  std::vector<uint32_t> RatesOf(const ModeSize& mode) const;
+  const std::vector<ModeSize>& DirectDrawModes() const {
+    return Config.DirectDrawModes.empty() ? Config.Modes : Config.DirectDrawModes;
+  }
+};
+
+class DisplayModel {
+ public:
+  // The model of the machine in force; rebuilt from the display configuration when the machine
+  // is replaced or SetDisplayConfig is called.
+  static DisplayModel& Get();
+
+  std::vector<AdapterState>& Adapters() { return adapters_; }
+  AdapterState& Primary();
+  // By device name, without regard to case; null or empty is the primary. Null if unknown.
+  AdapterState* Find(const char* name);
+  // Rises with every rebuild, so that objects made on an earlier model can tell.
+  uint32_t Epoch() const { return epoch_; }
+
+  // ChangeDisplaySettingsExA.
+  int32_t ChangeSettings(const char* deviceName, const DevMode* mode, uint32_t flags);
+  // DirectDraw's mode change on one adapter: an HRESULT.
+  int32_t SetDirectDrawMode(AdapterState& adapter, const ModeSize& mode, uint32_t refresh);
+  // Makes `settings` the present ones: a new frame buffer when the mode or attach state changes.
+  void Apply(AdapterState& adapter, const DisplaySettings& settings);
+
+  DisplayRect RectOf(const AdapterState& adapter) const;
+  DisplayRect VirtualScreen() const;
+
+ private:
+  DisplayModel() = default;
+  void Build(const DisplayConfig& config);
+
+  std::vector<AdapterState> adapters_;
+  uint32_t epoch_ = 0;
+  uint32_t machineGeneration_ = ~0u;
+  friend void SetDisplayConfig(const DisplayConfig& config);
+};
+
+// Replaces the display configuration and rebuilds the model at once (tests, and the machine
+// loader). The configuration stays in force across later machine replacements.
+void SetDisplayConfig(const DisplayConfig& config);
+const DisplayConfig& CurrentDisplayConfig();
+
+// The primary adapter's frame buffer: what the screen shows.
+Surface& PrimaryFrameBuffer();
+
+// Called after each applied change of a device's settings (for WM_DISPLAYCHANGE).
+void SetDisplayChangeHook(std::function<void(const AdapterState& adapter)> hook);
+
+// How DirectDraw's GetDC makes a device context on a surface: set by the drawing layer. Without
+// it GetDC hands out a token that SurfaceOfDirectDrawDc resolves.
+struct SurfaceDcHooks {
+  std::function<uintptr_t(Surface& surface)> Create;
+  std::function<void(uintptr_t dc)> Release;
+};
+void SetSurfaceDcHooks(SurfaceDcHooks hooks);
+// The surface behind a DC that a DirectDraw surface's GetDC gave out and has not taken back.
+Surface* SurfaceOfDirectDrawDc(uintptr_t dc);
+
+}  // namespace sim
+}  // namespace platform

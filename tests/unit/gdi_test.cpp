@@ -1,0 +1,408 @@
+// The simulated GDI's rasteriser: small pictures whose every pixel is worked out by hand.
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "platform/gdi.h"
+#include "platform/sim/gdi_sim.h"
+
+using namespace platform;
+using platform::sim::Surface;
+
+namespace {
+
+constexpr ColorRef kWhite = 0xFFFFFF;
+constexpr ColorRef kBlack = 0x000000;
+constexpr ColorRef kGrey = 0x808080;
+
+// A surface with a context drawing on all of it, pre-filled with one colour.
+struct Canvas {
+  Surface Pixels;
+  Hdc Dc = 0;
+  Canvas(int32_t width, int32_t height, int32_t bits = 32, ColorRef fill = kGrey) {
+    Pixels.Allocate(width, height, bits);
+    Dc = sim::CreateSurfaceDC(Pixels, {0, 0}, {0, 0, width, height});
+    if (bits != 8) Fill(fill);
+  }
+  ~Canvas() { DeleteDC(Dc); }
+  void Fill(ColorRef color) {
+    const HBrush brush = CreateSolidBrush(color);
+    const Rect all{0, 0, Pixels.Width, Pixels.Height};
+    FillRect(Dc, &all, brush);
+    DeleteObject(brush);
+  }
+  // One row as characters: X black, w white, . grey, ? anything else.
+  std::string Row(int32_t y) const {
+    std::string row;
+    for (int32_t x = 0; x < Pixels.Width; ++x) {
+      const ColorRef c = GetPixel(Dc, x, y);
+      row += c == kBlack ? 'X' : c == kWhite ? 'w' : c == kGrey ? '.' : '?';
+    }
+    return row;
+  }
+};
+
+std::string Runs(std::initializer_list<std::pair<int, char>> runs) {
+  std::string s;
+  for (const auto& run : runs) s += std::string(static_cast<size_t>(run.first), run.second);
+  return s;
+}
+
+void DrawWithPen(Canvas& canvas, int32_t style, int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
+  const HPen pen = CreatePen(style, 1, kBlack);
+  const HGdiObj old = SelectObject(canvas.Dc, pen);
+  MoveToEx(canvas.Dc, x0, y0, nullptr);
+  LineTo(canvas.Dc, x1, y1);
+  SelectObject(canvas.Dc, old);
+  DeleteObject(pen);
+}
+
+}  // namespace
+
+TEST(GdiLines, SolidLinesStopBeforeTheEndPointAndRoundHalvesUp) {
+  Canvas c(6, 5);
+  DrawWithPen(c, PsSolid, 0, 0, 5, 0);
+  EXPECT_EQ(c.Row(0), "XXXXX.");
+  // From (0,1) to (4,2): the exact y at x=2 is 1.5, drawn at 1.
+  DrawWithPen(c, PsSolid, 0, 1, 4, 2);
+  EXPECT_EQ(c.Row(1), "XXX...");
+  EXPECT_EQ(c.Row(2), "...X..");
+  // The same line backwards picks the same rule: x=2 at 1.5 again goes to row 1.
+  Canvas back(6, 3);
+  DrawWithPen(back, PsSolid, 4, 2, 0, 1);
+  EXPECT_EQ(back.Row(1), ".XX...");
+  EXPECT_EQ(back.Row(2), "...XX.");
+}
+
+TEST(GdiLines, SteepLinesStepOnePixelPerRow) {
+  Canvas c(3, 5);
+  DrawWithPen(c, PsSolid, 0, 0, 1, 4);
+  EXPECT_EQ(c.Row(0), "X..");
+  EXPECT_EQ(c.Row(1), "X..");
+  EXPECT_EQ(c.Row(2), "X..");
+  EXPECT_EQ(c.Row(3), ".X.");
+  EXPECT_EQ(c.Row(4), "...");
+}
+
+TEST(GdiLines, DashStylesHaveTheirPatternsAndGapsTakeTheBackground) {
+  struct Case {
+    int32_t Style;
+    std::string Expected;
+  };
+  const Case cases[] = {
+      {PsSolid, Runs({{48, 'X'}, {2, '.'}})},
+      {PsDash, Runs({{18, 'X'}, {6, 'w'}, {18, 'X'}, {6, 'w'}, {2, '.'}})},
+      {PsDot, Runs({{3, 'X'}, {3, 'w'}, {3, 'X'}, {3, 'w'}, {3, 'X'}, {3, 'w'}, {3, 'X'}, {3, 'w'}, {3, 'X'},
+                    {3, 'w'}, {3, 'X'}, {3, 'w'}, {3, 'X'}, {3, 'w'}, {3, 'X'}, {3, 'w'}, {2, '.'}})},
+      {PsDashDot, Runs({{9, 'X'}, {6, 'w'}, {3, 'X'}, {6, 'w'}, {9, 'X'}, {6, 'w'}, {3, 'X'}, {6, 'w'}, {2, '.'}})},
+      {PsNull, Runs({{50, '.'}})},
+  };
+  for (const Case& k : cases) {
+    Canvas c(50, 1);
+    DrawWithPen(c, k.Style, 0, 0, 48, 0);
+    EXPECT_EQ(c.Row(0), k.Expected) << "style " << k.Style;
+  }
+  // Transparent mode leaves the gaps alone.
+  Canvas t(50, 1);
+  SetBkMode(t.Dc, Transparent);
+  DrawWithPen(t, PsDot, 0, 0, 12, 0);
+  EXPECT_EQ(t.Row(0), Runs({{3, 'X'}, {3, '.'}, {3, 'X'}, {41, '.'}}));
+  // Vertical lines count the pattern along their own axis.
+  Canvas v(1, 8);
+  DrawWithPen(v, PsDot, 0, 0, 0, 8);
+  std::string column;
+  for (int32_t y = 0; y < 8; ++y) column += v.Row(y);
+  EXPECT_EQ(column, "XXXwwwXX");
+}
+
+TEST(GdiLines, PatternCarriesOnAcrossLineToAndRestartsAtMoveTo) {
+  Canvas c(12, 2);
+  const HPen pen = CreatePen(PsDot, 1, kBlack);
+  SelectObject(c.Dc, pen);
+  MoveToEx(c.Dc, 0, 0, nullptr);
+  LineTo(c.Dc, 4, 0);
+  LineTo(c.Dc, 10, 0);
+  EXPECT_EQ(c.Row(0), "XXXwwwXXXw..");
+  MoveToEx(c.Dc, 0, 1, nullptr);
+  LineTo(c.Dc, 4, 1);
+  MoveToEx(c.Dc, 4, 1, nullptr);
+  LineTo(c.Dc, 10, 1);
+  EXPECT_EQ(c.Row(1), "XXXwXXXwww..");
+  Point previous;
+  MoveToEx(c.Dc, 1, 1, &previous);
+  EXPECT_EQ(previous.X, 10);
+  EXPECT_EQ(previous.Y, 1);
+  SelectObject(c.Dc, GetStockObject(BlackPen));
+  DeleteObject(pen);
+}
+
+TEST(GdiLines, ContextOriginAndClipApply) {
+  Canvas whole(8, 4, 32, kWhite);
+  const Hdc dc = sim::CreateSurfaceDC(whole.Pixels, {2, 1}, {2, 1, 6, 3});
+  MoveToEx(dc, -2, 0, nullptr);
+  LineTo(dc, 8, 0);  // logical row 0 is surface row 1, cut to x 2..5
+  EXPECT_EQ(whole.Row(0), "wwwwwwww");
+  EXPECT_EQ(whole.Row(1), "wwXXXXww");
+  EXPECT_EQ(GetPixel(dc, 0, 0), kBlack);
+  EXPECT_EQ(GetPixel(dc, 4, 0), ClrInvalid);  // outside the clip
+  EXPECT_FALSE(SetPixelV(dc, -1, 0, kBlack));
+  ASSERT_TRUE(SetPixelV(dc, 1, 1, kBlack));
+  EXPECT_EQ(whole.Row(2), "wwwXwwww");
+  // The placement can move with its window.
+  ASSERT_TRUE(sim::SetSurfaceDCPlacement(dc, {0, 0}, {0, 0, 8, 4}));
+  SetPixelV(dc, 0, 3, kBlack);
+  EXPECT_EQ(whole.Row(3), "Xwwwwwww");
+  DeleteDC(dc);
+}
+
+TEST(GdiFill, FillRectLeavesRightAndBottomEdgesOut) {
+  Canvas c(5, 5);
+  const HBrush black = static_cast<HBrush>(GetStockObject(BlackBrush));
+  const Rect r{1, 1, 3, 4};
+  EXPECT_EQ(FillRect(c.Dc, &r, black), 1);
+  EXPECT_EQ(c.Row(0), ".....");
+  EXPECT_EQ(c.Row(1), ".XX..");
+  EXPECT_EQ(c.Row(3), ".XX..");
+  EXPECT_EQ(c.Row(4), ".....");
+  // Empty, inverted and null-brush rectangles draw nothing.
+  const Rect inverted{4, 4, 2, 2};
+  FillRect(c.Dc, &inverted, black);
+  FillRect(c.Dc, &r, GetStockObject(NullBrush));
+  EXPECT_EQ(c.Row(4), ".....");
+  // A system colour number plus one stands for that colour: COLOR_BTNFACE.
+  const Rect all{0, 0, 5, 5};
+  FillRect(c.Dc, &all, 16);
+  EXPECT_EQ(GetPixel(c.Dc, 2, 2), sim::SystemColor(15));
+}
+
+TEST(GdiColor, EachDepthStoresTheFormatAndReadsBack) {
+  Canvas c32(1, 1, 32);
+  SetPixelV(c32.Dc, 0, 0, Rgb(0x12, 0x34, 0x56));
+  EXPECT_EQ(std::vector<uint8_t>(c32.Pixels.Row(0), c32.Pixels.Row(0) + 4), (std::vector<uint8_t>{0x56, 0x34, 0x12, 0}));
+  EXPECT_EQ(GetPixel(c32.Dc, 0, 0), Rgb(0x12, 0x34, 0x56));
+
+  Canvas c24(2, 1, 24);
+  SetPixelV(c24.Dc, 1, 0, Rgb(0x12, 0x34, 0x56));
+  EXPECT_EQ(std::vector<uint8_t>(c24.Pixels.Row(0) + 3, c24.Pixels.Row(0) + 6), (std::vector<uint8_t>{0x56, 0x34, 0x12}));
+  EXPECT_EQ(GetPixel(c24.Dc, 1, 0), Rgb(0x12, 0x34, 0x56));
+
+  // 5-6-5: red 0x80 -> 0x10, green 0x40 -> 0x10, blue 0x20 -> 0x04; word 0x8204.
+  Canvas c16(1, 1, 16);
+  SetPixelV(c16.Dc, 0, 0, Rgb(0x80, 0x40, 0x20));
+  EXPECT_EQ(c16.Pixels.Row(0)[0], 0x04);
+  EXPECT_EQ(c16.Pixels.Row(0)[1], 0x82);
+  EXPECT_EQ(GetPixel(c16.Dc, 0, 0), Rgb(0x84, 0x41, 0x21));
+  SetPixelV(c16.Dc, 0, 0, kWhite);
+  EXPECT_EQ(GetPixel(c16.Dc, 0, 0), kWhite);
+  SetPixelV(c16.Dc, 0, 0, Rgb(0x07, 0x03, 0x07));  // below one step of each field
+  EXPECT_EQ(GetPixel(c16.Dc, 0, 0), kBlack);
+
+  // 8 bits: the nearest hardware palette entry.
+  Canvas c8(1, 1, 8);
+  c8.Pixels.Palette[1] = {200, 0, 0, 0};
+  c8.Pixels.Palette[2] = {0, 0, 200, 0};
+  c8.Pixels.Palette[3] = {255, 255, 255, 0};
+  SetPixelV(c8.Dc, 0, 0, Rgb(180, 20, 30));
+  EXPECT_EQ(c8.Pixels.Row(0)[0], 1);
+  EXPECT_EQ(GetPixel(c8.Dc, 0, 0), Rgb(200, 0, 0));
+  SetPixelV(c8.Dc, 0, 0, Rgb(240, 240, 250));
+  EXPECT_EQ(c8.Pixels.Row(0)[0], 3);
+}
+
+TEST(GdiBlt, EveryRasterOperationOfTheTileTableCombinesSourceDestinationAndPattern) {
+  // Two pixels, so that each bit meets every combination somewhere.
+  const ColorRef S[2] = {0xF0F0CC, 0x0F33AA};
+  const ColorRef D[2] = {0xCCAAF0, 0x55FF00};
+  const ColorRef P = 0x32FF9B;
+  struct Case {
+    uint32_t Rop;
+    const char* Name;
+    ColorRef (*Expected)(ColorRef s, ColorRef d, ColorRef p);
+  };
+  const Case cases[] = {
+      {SrcCopy, "SRCCOPY", [](ColorRef s, ColorRef, ColorRef) { return s; }},
+      {Blackness, "BLACKNESS", [](ColorRef, ColorRef, ColorRef) { return ColorRef{0}; }},
+      {MergeCopy, "MERGECOPY", [](ColorRef s, ColorRef, ColorRef p) { return p & s; }},
+      {DstInvert, "DSTINVERT", [](ColorRef, ColorRef d, ColorRef) { return ~d; }},
+      {NotSrcCopy, "NOTSRCCOPY", [](ColorRef s, ColorRef, ColorRef) { return ~s; }},
+      {NotSrcErase, "NOTSRCERASE", [](ColorRef s, ColorRef d, ColorRef) { return ~(s | d); }},
+      {PatCopy, "PATCOPY", [](ColorRef, ColorRef, ColorRef p) { return p; }},
+      {PatInvert, "PATINVERT", [](ColorRef, ColorRef d, ColorRef p) { return p ^ d; }},
+      {MergePaint, "MERGEPAINT", [](ColorRef s, ColorRef d, ColorRef) { return ~s | d; }},
+      {PatPaint, "PATPAINT", [](ColorRef s, ColorRef d, ColorRef p) { return p | ~s | d; }},
+      {SrcAnd, "SRCAND", [](ColorRef s, ColorRef d, ColorRef) { return s & d; }},
+      {SrcErase, "SRCERASE", [](ColorRef s, ColorRef d, ColorRef) { return s & ~d; }},
+      {SrcInvert, "SRCINVERT", [](ColorRef s, ColorRef d, ColorRef) { return s ^ d; }},
+      {SrcPaint, "SRCPAINT", [](ColorRef s, ColorRef d, ColorRef) { return s | d; }},
+      {Whiteness, "WHITENESS", [](ColorRef, ColorRef, ColorRef) { return ColorRef{0xFFFFFF}; }},
+  };
+  for (int32_t bits : {32, 24, 16}) {
+    for (const Case& k : cases) {
+      Canvas dest(2, 1, bits);
+      Canvas source(2, 1, bits);
+      for (int32_t x = 0; x < 2; ++x) {
+        SetPixelV(dest.Dc, x, 0, D[x]);
+        SetPixelV(source.Dc, x, 0, S[x]);
+      }
+      const HBrush brush = CreateSolidBrush(P);
+      SelectObject(dest.Dc, brush);
+      ASSERT_TRUE(BitBlt(dest.Dc, 0, 0, 2, 1, source.Dc, 0, 0, k.Rop)) << k.Name;
+      for (int32_t x = 0; x < 2; ++x) {
+        // What the surface holds of each operand, then the operation on those values.
+        const ColorRef s = GetPixel(source.Dc, x, 0);
+        Canvas probe(1, 1, bits);
+        SetPixelV(probe.Dc, 0, 0, D[x]);
+        const ColorRef d = GetPixel(probe.Dc, 0, 0);
+        SetPixelV(probe.Dc, 0, 0, P);
+        const ColorRef p = GetPixel(probe.Dc, 0, 0);
+        if (bits == 16) {
+          // Bit operations on 5-6-5 words: compare through the same expansion.
+          SetPixelV(probe.Dc, 0, 0, k.Expected(s, d, p) & 0xFFFFFF);
+          EXPECT_EQ(GetPixel(dest.Dc, x, 0), GetPixel(probe.Dc, 0, 0)) << k.Name << " 16 bits, pixel " << x;
+        } else {
+          EXPECT_EQ(GetPixel(dest.Dc, x, 0), k.Expected(s, d, p) & 0xFFFFFF) << k.Name << " " << bits << " bits";
+        }
+      }
+      SelectObject(dest.Dc, GetStockObject(WhiteBrush));
+      DeleteObject(brush);
+    }
+  }
+}
+
+TEST(GdiBlt, OperationsOnEightBitsWorkOnIndicesAndKeepTheUnusedByte) {
+  Canvas c8(1, 1, 8);
+  c8.Pixels.Row(0)[0] = 5;
+  BitBlt(c8.Dc, 0, 0, 1, 1, 0, 0, 0, DstInvert);
+  EXPECT_EQ(c8.Pixels.Row(0)[0], 250);
+  BitBlt(c8.Dc, 0, 0, 1, 1, 0, 0, 0, Whiteness);
+  EXPECT_EQ(c8.Pixels.Row(0)[0], 255);
+  Canvas c32(1, 1, 32, kBlack);
+  BitBlt(c32.Dc, 0, 0, 1, 1, 0, 0, 0, DstInvert);
+  EXPECT_EQ(c32.Pixels.Row(0)[3], 0);
+  EXPECT_EQ(GetPixel(c32.Dc, 0, 0), kWhite);
+}
+
+TEST(GdiBlt, OverlappingCopiesAndEdgeTilesAreExact) {
+  Canvas c(6, 2);
+  SetPixelV(c.Dc, 0, 0, kBlack);
+  SetPixelV(c.Dc, 2, 0, kWhite);
+  // Row 0 is "X.w..." ; copying x 0..3 one to the right reads each pixel before it is overwritten.
+  BitBlt(c.Dc, 1, 0, 4, 1, c.Dc, 0, 0, SrcCopy);
+  EXPECT_EQ(c.Row(0), "XX.w..");
+  // Downward by one row, then a tile hanging over the right edge is cut there.
+  BitBlt(c.Dc, 3, 1, 4, 1, c.Dc, 0, 0, SrcCopy);
+  EXPECT_EQ(c.Row(1), "...XX.");
+  // A source rectangle partly outside its bitmap only copies what exists.
+  Canvas small(2, 1, 32, kBlack);
+  Canvas big(4, 1);
+  BitBlt(big.Dc, 0, 0, 4, 1, small.Dc, 0, 0, SrcCopy);
+  EXPECT_EQ(big.Row(0), "XX..");
+  // Copies between depths go through the colour.
+  Canvas c16(2, 1, 16, kBlack);
+  BitBlt(c16.Dc, 0, 0, 1, 1, c.Dc, 3, 0, SrcCopy);
+  EXPECT_EQ(GetPixel(c16.Dc, 0, 0), kWhite);
+}
+
+TEST(GdiPalette, RealizedPaletteSetsTheHardwarePaletteAndPaletteIndexDrawsItsEntry) {
+  Canvas c(4, 1, 8);
+  std::vector<uint8_t> block(sizeof(LogPalette) + 255 * sizeof(PaletteEntry));
+  auto* log = reinterpret_cast<LogPalette*>(block.data());
+  log->Version = 0x300;
+  log->NumEntries = 256;
+  for (int i = 0; i < 256; ++i) {
+    log->PalEntry[i] = PaletteEntry{static_cast<uint8_t>(i < 80 ? 255 - 3 * i : 0),
+                                    static_cast<uint8_t>(i >= 80 && i < 160 ? 255 - 3 * (i - 80) : 0),
+                                    static_cast<uint8_t>(i >= 160 && i < 240 ? 255 - 3 * (i - 160) : 0), PcReserved};
+  }
+  const HPalette palette = CreatePalette(log);
+  ASSERT_NE(palette, 0u);
+  EXPECT_EQ(SelectObject(c.Dc, palette), 0u);  // palettes are selected with SelectPalette only
+  const HPalette previous = SelectPalette(c.Dc, palette, false);
+  EXPECT_EQ(previous, GetStockObject(DefaultPalette));
+  EXPECT_EQ(RealizePalette(c.Dc), 256u);
+  EXPECT_EQ(c.Pixels.Palette[81].Green, 252);
+  EXPECT_EQ(c.Pixels.Palette[239].Blue, 18);
+
+  const HBrush brush = CreateSolidBrush(PaletteIndex(161));
+  const Rect r{1, 0, 3, 1};
+  FillRect(c.Dc, &r, brush);
+  EXPECT_EQ(c.Pixels.Row(0)[1], 161);
+  EXPECT_EQ(GetPixel(c.Dc, 2, 0), Rgb(0, 0, 252));
+  EXPECT_TRUE(UnrealizeObject(palette));
+  EXPECT_EQ(GetObjectA(palette, 0, nullptr), 2);
+  uint16_t entries = 0;
+  GetObjectA(palette, 2, &entries);
+  EXPECT_EQ(entries, 256);
+  SelectPalette(c.Dc, previous, false);
+  DeleteObject(brush);
+  EXPECT_TRUE(DeleteObject(palette));
+}
+
+TEST(GdiPalette, PaletteIndexOnTrueColourTakesTheEntryColour) {
+  Canvas c(1, 1, 32);
+  // The default palette's entry 13 is pure red.
+  SetPixelV(c.Dc, 0, 0, PaletteIndex(13));
+  EXPECT_EQ(GetPixel(c.Dc, 0, 0), Rgb(255, 0, 0));
+  LogPalette one;
+  one.NumEntries = 1;
+  one.PalEntry[0] = PaletteEntry{1, 2, 3, 0};
+  const HPalette palette = CreatePalette(&one);
+  SelectPalette(c.Dc, palette, false);
+  EXPECT_EQ(RealizePalette(c.Dc), 0u);  // nothing to map on a true-colour device
+  SetPixelV(c.Dc, 0, 0, PaletteIndex(0));
+  EXPECT_EQ(GetPixel(c.Dc, 0, 0), Rgb(1, 2, 3));
+  SelectPalette(c.Dc, GetStockObject(DefaultPalette), false);
+  DeleteObject(palette);
+  LogPalette bad;
+  bad.Version = 0x200;
+  bad.NumEntries = 1;
+  EXPECT_EQ(CreatePalette(&bad), 0u);
+}
+
+TEST(GdiDc, StateSavesRestoresAndReportsTheDevice) {
+  Canvas c(640, 480, 16);
+  EXPECT_EQ(GetDeviceCaps(c.Dc, HorzRes), 640);
+  EXPECT_EQ(GetDeviceCaps(c.Dc, VertRes), 480);
+  EXPECT_EQ(GetDeviceCaps(c.Dc, BitsPixel), 16);
+  EXPECT_EQ(GetDeviceCaps(c.Dc, LogPixelsY), 96);
+  const int32_t saved = SaveDC(c.Dc);
+  EXPECT_EQ(saved, 1);
+  SetBkColor(c.Dc, 0x123456);
+  SetTextColor(c.Dc, 0x00FF00);
+  const HPen pen = CreatePen(PsDash, 1, kWhite);
+  SelectObject(c.Dc, pen);
+  DeleteObject(pen);  // still selected: lives on until the context lets go
+  LogPen log;
+  EXPECT_EQ(GetObjectA(pen, sizeof log, &log), static_cast<int32_t>(sizeof log));
+  EXPECT_TRUE(RestoreDC(c.Dc, -1));
+  EXPECT_EQ(GetBkColor(c.Dc), kWhite);
+  EXPECT_EQ(GetTextColor(c.Dc), kBlack);
+  EXPECT_EQ(GetObjectA(pen, sizeof log, &log), 0);  // freed once deselected
+  EXPECT_FALSE(RestoreDC(c.Dc, -1));
+  Point p{7, 9};
+  EXPECT_TRUE(DPtoLP(c.Dc, &p, 1));
+  EXPECT_EQ(p.X, 7);
+  EXPECT_EQ(GetMapMode(c.Dc), MmText);
+}
+
+TEST(GdiDc, DisplayContextsFollowTheDisplaySurface) {
+  EXPECT_EQ(CreateDCA("DISPLAY", nullptr, nullptr, nullptr), 0u);
+  Surface display;
+  display.Allocate(320, 200, 16);
+  sim::SetDisplaySurface([&display] { return &display; });
+  const Hdc dc = CreateDCA("Display", nullptr, nullptr, nullptr);
+  ASSERT_NE(dc, 0u);
+  EXPECT_EQ(GetDeviceCaps(dc, HorzRes), 320);
+  const Hdc memory = CreateCompatibleDC(0);
+  EXPECT_EQ(GetDeviceCaps(memory, BitsPixel), 16);
+  EXPECT_EQ(GetDeviceCaps(memory, VertRes), 200);
+  display.Allocate(800, 600, 32);  // a mode change
+  EXPECT_EQ(GetDeviceCaps(dc, HorzRes), 800);
+  EXPECT_EQ(GetDeviceCaps(dc, BitsPixel), 32);
+  DeleteDC(memory);
+  DeleteDC(dc);
+  sim::SetDisplaySurface(nullptr);
+}
