@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "platform/sim/machine.h"
+#include "platform/sim/text_util.h"
 
 namespace platform {
 namespace sim {
@@ -17,19 +18,6 @@ bool operator==(const ModeSize& a, const ModeSize& b) {
 }
 
 namespace {
-
-std::string Lower(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
-
-std::string Strip(const std::string& text) {
-  const char* blanks = " \t\r";
-  size_t first = text.find_first_not_of(blanks);
-  if (first == std::string::npos) return "";
-  size_t last = text.find_last_not_of(blanks);
-  return text.substr(first, last - first + 1);
-}
 
 std::vector<std::string> SplitList(const std::string& text) {
   std::vector<std::string> items;
@@ -55,13 +43,6 @@ bool ParseInt(const std::string& text, int32_t& out, bool allowNegative = false)
   if (value > 0x7FFFFFFF) return false;
   out = static_cast<int32_t>(negative ? -value : value);
   return true;
-}
-
-bool ParseBool(const std::string& value, bool& out) {
-  std::string v = Lower(value);
-  if (v == "true" || v == "yes" || v == "1") return out = true, true;
-  if (v == "false" || v == "no" || v == "0") return out = false, true;
-  return false;
 }
 
 bool ParseModeList(const std::string& text, std::vector<ModeSize>& out) {

@@ -7,10 +7,13 @@
 #include "platform/sim/handle_table.h"
 #include "platform/sim/hardware.h"
 #include "platform/sim/machine.h"
+#include "platform/sim/text_util.h"
 
 namespace platform {
 
 namespace {
+
+using sim::Lower;
 
 // The one driver this machine has: its service and the device it creates.
 constexpr const char* KnownService = "zyrdfw";
@@ -18,11 +21,6 @@ constexpr const char* KnownDevice = "zyrdfw";
 
 constexpr uint32_t ErrorInvalidFunction = 1;
 constexpr uint32_t ErrorGenFailure = 31;
-
-std::string Lower(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
 
 // Services created by other names: they exist but have no driver file to start.
 struct OtherService {

@@ -11,41 +11,16 @@
 
 #include "platform/sim/display_model.h"
 #include "platform/sim/management.h"
+#include "platform/sim/text_util.h"
 
 namespace platform {
 namespace sim {
 
 namespace {
 
-std::string Lower(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
-
-std::string Strip(const std::string& text) {
-  const char* blanks = " \t\r";
-  size_t first = text.find_first_not_of(blanks);
-  if (first == std::string::npos) return "";
-  size_t last = text.find_last_not_of(blanks);
-  return text.substr(first, last - first + 1);
-}
-
 Machine& Current() {
   static Machine machine;
   return machine;
-}
-
-bool ParseBool(const std::string& value, bool& out) {
-  std::string v = Lower(value);
-  if (v == "true" || v == "yes" || v == "1") {
-    out = true;
-    return true;
-  }
-  if (v == "false" || v == "no" || v == "0") {
-    out = false;
-    return true;
-  }
-  return false;
 }
 
 bool ParseUInt32(const std::string& value, uint32_t& out) {

@@ -7,16 +7,12 @@
 #include <memory>
 #include <mutex>
 
+#include "platform/sim/text_util.h"
+
 namespace platform {
 namespace sim {
 
 namespace {
-
-std::string Lower(const std::string& text) {
-  std::string out = text;
-  for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return out;
-}
 
 std::string Hex(uint32_t value, int digits) {
   char text[16];

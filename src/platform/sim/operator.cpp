@@ -16,6 +16,7 @@
 #include "platform/sim/gdi_sim.h"
 #include "platform/sim/window_sim.h"
 #include "platform/window.h"
+#include "platform/sim/text_util.h"
 
 namespace platform {
 namespace sim {
@@ -54,18 +55,6 @@ struct Person {
 Person& P() {
   static Person person;
   return person;
-}
-
-std::string Lower(std::string text) {
-  for (char& c : text)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  return text;
-}
-
-std::string Trim(const std::string& text) {
-  const size_t first = text.find_first_not_of(" \t\r");
-  if (first == std::string::npos) return "";
-  return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
 }
 
 bool ParseNumber(const std::string& text, uint32_t& value) {
@@ -114,11 +103,11 @@ bool ParseScript(const std::string& script, std::deque<Step>& steps, std::string
   int number = 0;
   while (std::getline(lines, line)) {
     ++number;
-    line = Trim(line.substr(0, line.find('#')));
+    line = Strip(line.substr(0, line.find('#')));
     if (line.empty()) continue;
     const size_t space = line.find_first_of(" \t");
     const std::string word = Lower(line.substr(0, space));
-    const std::string rest = space == std::string::npos ? "" : Trim(line.substr(space));
+    const std::string rest = space == std::string::npos ? "" : Strip(line.substr(space));
     Step step;
     bool ok = true;
     if (word == "digit") step.What = Kind::Digit;

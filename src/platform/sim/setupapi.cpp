@@ -9,6 +9,7 @@
 
 #include "platform/sim/hardware.h"
 #include "platform/sim/machine.h"
+#include "platform/sim/text_util.h"
 
 namespace platform {
 
@@ -17,6 +18,8 @@ bool operator==(const Guid& a, const Guid& b) {
 }
 
 namespace {
+
+using sim::Lower;
 
 using sim::PciBar;
 using sim::PciDevice;
@@ -31,11 +34,6 @@ constexpr Guid NetClassGuid = {0x4D36E972, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x
 constexpr Guid MediaClassGuid = {0x4D36E96C, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
 constexpr Guid UsbClassGuid = {0x36FC9E60, 0xC465, 0x11CF, {0x80, 0x56, 0x44, 0x45, 0x53, 0x54, 0x00, 0x00}};
 constexpr Guid UnknownClassGuid = {0x4D36E97E, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
-
-std::string Lower(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
 
 std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
 std::string Format(const char* format, ...) {

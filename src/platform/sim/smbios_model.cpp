@@ -7,6 +7,8 @@
 #include <iterator>
 #include <map>
 
+#include "platform/sim/text_util.h"
+
 namespace platform {
 namespace sim {
 
@@ -60,12 +62,6 @@ uint16_t CacheSizeWord(uint32_t kilobytes) {
   return static_cast<uint16_t>(0x8000 | ((kilobytes / 64) & 0x7FFF));
 }
 
-std::string Lower(const std::string& text) {
-  std::string out = text;
-  for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return out;
-}
-
 bool ParseUnsigned(const std::string& text, uint64_t max, uint64_t& out) {
   if (text.empty()) return false;
   const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
@@ -90,14 +86,6 @@ bool ParseField(const std::string& text, T& out) {
   uint64_t value = 0;
   if (!ParseUnsigned(text, static_cast<uint64_t>(static_cast<T>(~T{0})), value)) return false;
   out = static_cast<T>(value);
-  return true;
-}
-
-bool ParseBool(const std::string& text, bool& out) {
-  const std::string word = Lower(text);
-  if (word == "true" || word == "yes" || word == "1") out = true;
-  else if (word == "false" || word == "no" || word == "0") out = false;
-  else return false;
   return true;
 }
 

@@ -7,15 +7,13 @@
 #include <unistd.h>
 
 #include "platform/sim/machine.h"
+#include "platform/sim/text_util.h"
 
 namespace platform {
 
 namespace {
 
-std::string Lower(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
+using sim::Lower;
 
 }  // namespace
 

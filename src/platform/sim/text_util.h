@@ -1,0 +1,33 @@
+// Small text rules shared by the readers of machine files and scripts.
+#pragma once
+
+#include <cctype>
+#include <string>
+
+namespace platform {
+namespace sim {
+
+inline std::string Lower(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return text;
+}
+
+// Without the blanks, tabs and carriage returns at either end.
+inline std::string Strip(const std::string& text) {
+  const char* blanks = " \t\r";
+  const size_t first = text.find_first_not_of(blanks);
+  if (first == std::string::npos) return "";
+  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+// true/yes/1 and false/no/0, in any case.
+inline bool ParseBool(const std::string& value, bool& out) {
+  const std::string word = Lower(value);
+  if (word == "true" || word == "yes" || word == "1") out = true;
+  else if (word == "false" || word == "no" || word == "0") out = false;
+  else return false;
+  return true;
+}
+
+}  // namespace sim
+}  // namespace platform
