@@ -25,10 +25,10 @@ ctest --test-dir build-sanitize --output-on-failure -j"$jobs"
 step "Fuzz targets, a bounded run each"
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DRASTERSCAN_TESTS=OFF \
   -DRASTERSCAN_FUZZ=ON >/dev/null
-cmake --build build-fuzz -j"$jobs"
-fuzz_seconds=${RASTERSCAN_FUZZ_SECONDS:-30}
+cmake --build build-fuzz -j"$jobs" --target fuzz-targets
+fuzz_seconds=${RASTERSCAN_FUZZ_SECONDS:-20}
 for target in build-fuzz/tests/fuzz/fuzz-*; do
-  [ -x "$target" ] || continue
+  [ -f "$target" ] && [ -x "$target" ] || continue
   corpus=$(mktemp -d)
   (cd "$corpus" && "$top/$target" -max_total_time="$fuzz_seconds" 2>&1 | tail -20)
   rm -rf "$corpus"
