@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Builds Raster-scan and runs its main job on the built-in simulated machine. For now that job is
-# the program's answer to -help=true: the usage and the names of its subtests.
+# Builds Raster-scan and runs its main job on the built-in simulated machine: the video memory
+# test by direct hardware access, over the whole memory of the machine's display controller.
+# Further arguments go to the program, e.g. -debug=true or -Coverage=10.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 cd "$top"
@@ -14,6 +15,6 @@ cd "$work"
 # The program reads its message texts from the working directory.
 cp "$top/build/raster-scan.msg" .
 status=0
-"$top/build/raster-scan" -help=true "$@" || status=$?
+"$top/build/raster-scan" -subtest=ExtendedVideoMemoryTest "$@" || status=$?
 echo "raster-scan ended with status $status (working directory $work)"
 exit "$status"
