@@ -11,6 +11,7 @@
 
 #include "platform/sim/display_model.h"
 #include "platform/sim/management.h"
+#include "platform/sim/operator.h"
 #include "platform/sim/text_util.h"
 
 namespace platform {
@@ -338,6 +339,14 @@ const std::map<std::string, std::map<std::string, KeyReader>>& Schema() {
               return true;
             }},
        }},
+      {"operator",
+       {
+           {"script",
+            [](const std::string& v, Machine& m) {
+              m.OperatorScript = v;
+              return true;
+            }},
+       }},
       {"driver",
        {
            {"service",
@@ -533,6 +542,13 @@ bool LoadMachine(std::string& error) {
     }
   }
   SetCurrentMachine(machine);
+  // The environment's operator, when there is one, stands in for the machine file's.
+  const char* operatorScript = std::getenv("RASTERSCAN_OPERATOR");
+  if ((!operatorScript || !*operatorScript) && !machine.OperatorScript.empty() &&
+      !SetOperatorScript(machine.OperatorScript, error)) {
+    error = source + ", [operator] script: " + error;
+    return false;
+  }
   return true;
 }
 

@@ -102,6 +102,9 @@ struct Machine {
   std::vector<MemoryFault> Faults;
   std::vector<MapEvent> Events;
 
+  // What the person at the machine does, steps separated by ';'.
+  std::string OperatorScript;
+
   // Display adapters, monitors and their modes.
   DisplayConfig Display = DefaultDisplayConfig();
 };
