@@ -1,0 +1,81 @@
+// The walks over the primary surface: the sum that the calibration store compares, and the dumps
+// that failure analysis compares, which wipe the picture as they save it.
+#include <cstdio>
+#include <cstring>
+
+#include "platform/files.h"
+#include "screen/DirectDrawSession.h"
+
+namespace {
+
+// Row length in bytes and rows of the surface, read under a first lock that is given back at
+// once; the second lock holds the surface for the walk. False leaves the surface unlocked.
+bool LockForWalk(DirectDrawSession& session, uint32_t& rowBytes, uint32_t& rows) {
+  platform::DirectDrawSurface* surface = session.PrimarySurface2;
+  session.LastResult = surface->Lock(nullptr, session.SurfaceDesc, platform::DdlockWait);
+  const uint32_t bits = session.SurfaceDesc.PixelFormat.RGBBitCount;
+  const uint32_t width = session.SurfaceDesc.Width;
+  rows = session.SurfaceDesc.Height;
+  surface->Unlock(session.SurfaceDesc.Surface);
+  session.LastResult = surface->Lock(nullptr, session.SurfaceDesc, platform::DdlockWait);
+  if (session.LastResult != 0) return false;
+  rowBytes = width * bits >> 3;
+  return true;
+}
+
+uint32_t SumBytes(const uint8_t* bytes, uint32_t count) {
+  uint32_t sum = 0;
+  for (uint32_t i = 0; i < count; ++i) sum += bytes[i];
+  return sum;
+}
+
+// Each row goes to the file, is summed if asked, then overwritten with `fill`. A file that cannot
+// be made does not spare the screen.
+DirectDrawSession* DumpAndFill(DirectDrawSession& session, const std::string& fileName, uint8_t fill, bool sum) {
+  if (session.PrimarySurface2 == nullptr) return &session;
+  uint32_t rowBytes = 0, rows = 0;
+  if (!LockForWalk(session, rowBytes, rows)) return &session;
+  std::FILE* file = platform::OpenFile(fileName, "r+b");
+  if (file == nullptr) file = platform::OpenFile(fileName, "w+b");
+  uint32_t total = 0;
+  uint8_t* row = session.SurfaceDesc.Surface;
+  for (uint32_t y = 0; y < rows; ++y) {
+    if (file != nullptr) std::fwrite(row, 1, rowBytes, file);
+    if (sum) total += SumBytes(row, rowBytes);
+    std::memset(row, fill, rowBytes);
+    row += session.SurfaceDesc.Pitch;
+  }
+  session.PrimarySurface2->Unlock(session.SurfaceDesc.Surface);
+  if (file != nullptr) std::fclose(file);
+  if (sum) session.Checksum = total;
+  return &session;
+}
+
+}  // namespace
+
+DirectDrawSession* DirectDrawSession::ChecksumSurface() {
+  if (PrimarySurface2 == nullptr) return this;
+  uint32_t rowBytes = 0, rows = 0;
+  if (!LockForWalk(*this, rowBytes, rows)) return this;
+  uint32_t total = 0;
+  const uint8_t* row = SurfaceDesc.Surface;
+  for (uint32_t y = 0; y < rows; ++y) {
+    total += SumBytes(row, rowBytes);
+    row += SurfaceDesc.Pitch;
+  }
+  PrimarySurface2->Unlock(SurfaceDesc.Surface);
+  Checksum = total;
+  return this;
+}
+
+DirectDrawSession* DirectDrawSession::DumpSurfaceWhite(const std::string& fileName) {
+  return DumpAndFill(*this, fileName, 0xFF, false);
+}
+
+DirectDrawSession* DirectDrawSession::DumpSurfaceBlack(const std::string& fileName) {
+  return DumpAndFill(*this, fileName, 0x00, false);
+}
+
+DirectDrawSession* DirectDrawSession::ChecksumAndDumpSurface(const std::string& fileName) {
+  return DumpAndFill(*this, fileName, 0x00, true);
+}
