@@ -28,6 +28,8 @@ struct Screen {
     SelectObject(Dc, Font);
   }
   ~Screen() {
+    // The text record is kept by surface address, which the next case's surface may reuse.
+    sim::ForgetAllTextRuns(Pixels);
     SelectObject(Dc, GetStockObject(SystemFont));
     DeleteObject(Font);
     DeleteDC(Dc);
