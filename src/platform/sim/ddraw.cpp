@@ -3,6 +3,7 @@
 #include <map>
 
 #include "platform/sim/display_model.h"
+#include "platform/window.h"
 
 namespace platform {
 
@@ -212,6 +213,7 @@ class SimDirectDraw final : public DirectDraw {
     if (exclusive) state->ExclusiveOwner = Id();
     else if (state->ExclusiveOwner == Id()) state->ExclusiveOwner = 0;
     cooperative_ = true;
+    focusWindow_ = exclusive ? window : 0;
     return DdOk;
   }
 
@@ -233,6 +235,10 @@ class SimDirectDraw final : public DirectDraw {
       modeChanged_ = true;
       saved_ = before;
     }
+    // In exclusive mode the focus window is made to cover the new screen, as full-screen
+    // DirectDraw does.
+    if (result == DdOk && focusWindow_ != 0 && IsWindow(focusWindow_))
+      SetWindowPos(focusWindow_, HwndTop, 0, 0, mode.Width, mode.Height, SwpNoMove | SwpNoZOrder | SwpNoActivate);
     return result;
   }
 
@@ -307,6 +313,7 @@ class SimDirectDraw final : public DirectDraw {
   size_t adapter_;
   uint32_t epoch_;
   bool cooperative_ = false;
+  Hwnd focusWindow_ = 0;
   bool modeChanged_ = false;
   sim::DisplaySettings saved_;
   SimSurface* primary_ = nullptr;

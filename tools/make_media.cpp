@@ -1,0 +1,32 @@
+// The media kit: writes the pictures that the subtests expect beside the program.
+//   make-media <directory>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "media/Ball.h"
+
+namespace {
+
+bool WriteFile(const std::string& path, const std::vector<uint8_t>& bytes) {
+  std::FILE* file = std::fopen(path.c_str(), "wb");
+  if (file == nullptr) return false;
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+  return std::fclose(file) == 0 && written;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: make-media <directory>\n");
+    return 2;
+  }
+  const std::string directory = argv[1];
+  const std::string path = directory + "/ball.bmp";
+  if (!WriteFile(path, media::BallBitmapFile())) {
+    std::fprintf(stderr, "make-media: cannot write %s\n", path.c_str());
+    return 1;
+  }
+  return 0;
+}

@@ -1,0 +1,79 @@
+// ball.bmp of the media kit: a shaded ball with a highlight on a checkerboard, 64x64 at 24 bits.
+// The checkerboard gives every raster operation of BltTest both dark and bright source bits, and
+// the shading gives it gradients. Header only, so that tests can make the same bytes.
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+namespace media {
+
+constexpr int32_t BallSize = 64;
+
+struct Rgb24 {
+  uint8_t Red, Green, Blue;
+};
+
+// The pixel at (x, y), y counted from the top.
+inline Rgb24 BallPixel(int32_t x, int32_t y) {
+  const double radius = 27.0;
+  const double dx = (x + 0.5 - 32.0) / radius;
+  const double dy = (y + 0.5 - 32.0) / radius;
+  const double d2 = dx * dx + dy * dy;
+  if (d2 > 1.0) {
+    const bool light = ((x / 8) + (y / 8)) % 2 == 0;
+    return light ? Rgb24{250, 214, 40} : Rgb24{24, 56, 150};
+  }
+  const double dz = std::sqrt(1.0 - d2);
+  // Light from the upper left and in front; the half vector with a viewer straight ahead.
+  const double lx = -0.48, ly = -0.56, lz = 0.675;
+  const double diffuse = std::max(0.0, dx * lx + dy * ly + dz * lz);
+  const double hLength = std::sqrt(lx * lx + ly * ly + (lz + 1.0) * (lz + 1.0));
+  double spec = std::max(0.0, (dx * lx + dy * ly + dz * (lz + 1.0)) / hLength);
+  for (int i = 0; i < 5; ++i) spec *= spec;  // to the 32nd power, exactly on every platform
+  const auto channel = [&](double base) {
+    const double value = base * (0.12 + 0.88 * diffuse) + 255.0 * spec;
+    return static_cast<uint8_t>(std::min(255.0, value + 0.5));
+  };
+  return Rgb24{channel(225.0), channel(36.0), channel(48.0)};
+}
+
+// The whole file: BITMAPFILEHEADER, BITMAPINFOHEADER, then the rows bottom up in blue, green, red.
+inline std::vector<uint8_t> BallBitmapFile() {
+  const uint32_t rowBytes = BallSize * 3;  // a multiple of 4: no padding
+  const uint32_t pixelBytes = rowBytes * BallSize;
+  const uint32_t offset = 14 + 40;
+  std::vector<uint8_t> file;
+  file.reserve(offset + pixelBytes);
+  const auto put = [&file](uint32_t value, int bytes) {
+    for (int i = 0; i < bytes; ++i) file.push_back(static_cast<uint8_t>(value >> (8 * i)));
+  };
+  file.push_back('B');
+  file.push_back('M');
+  put(offset + pixelBytes, 4);
+  put(0, 4);
+  put(offset, 4);
+  put(40, 4);
+  put(BallSize, 4);
+  put(BallSize, 4);
+  put(1, 2);
+  put(24, 2);
+  put(0, 4);  // BI_RGB
+  put(pixelBytes, 4);
+  put(2835, 4);  // 72 dots per inch
+  put(2835, 4);
+  put(0, 4);
+  put(0, 4);
+  for (int32_t y = BallSize - 1; y >= 0; --y)
+    for (int32_t x = 0; x < BallSize; ++x) {
+      const Rgb24 p = BallPixel(x, y);
+      file.push_back(p.Blue);
+      file.push_back(p.Green);
+      file.push_back(p.Red);
+    }
+  return file;
+}
+
+}  // namespace media
