@@ -45,13 +45,22 @@ uint32_t PixelAt(const uint8_t* bytes, uint32_t bytesPerPixel) {
   return value;
 }
 
+// The first byte at or after `from` where the two blocks differ, or `end`; equal stretches are
+// passed by memcmp rather than pixel by pixel.
+size_t FirstDifference(const uint8_t* a, const uint8_t* b, size_t from, size_t end) {
+  const size_t kStretch = 256;
+  while (end - from >= kStretch && std::memcmp(a + from, b + from, kStretch) == 0) from += kStretch;
+  while (from < end && a[from] == b[from]) ++from;
+  return from;
+}
+
 void DrawMark(platform::Hdc dc, int32_t x) {
   platform::SetBkColor(dc, kYellow);
   platform::SetTextColor(dc, kYellow);
   platform::TextOutA(dc, x, 55, " ", 1);
 }
 
-// Walks both dumps a mark's worth of pixels at a time; equal stretches are skipped whole.
+// Walks both dumps a mark's worth of pixels at a time, visiting only the pixels that differ.
 uint32_t CompareDumps(std::FILE* cal, std::FILE* fal, std::FILE* log, platform::Hdc dc, int32_t bits,
                       int64_t pixelsPerLine) {
   const uint32_t bytesPerPixel = static_cast<uint32_t>(bits) / 8;
@@ -73,8 +82,9 @@ uint32_t CompareDumps(std::FILE* cal, std::FILE* fal, std::FILE* log, platform::
       DrawMark(dc, markX);
       markX += 5;
     }
-    if (std::memcmp(expected.data(), actual.data(), used) == 0) continue;
-    for (uint32_t i = 0; i < pixels; ++i) {
+    for (size_t at = FirstDifference(expected.data(), actual.data(), 0, used); at < used;
+         at = FirstDifference(expected.data(), actual.data(), size_t{at / bytesPerPixel + 1} * bytesPerPixel, used)) {
+      const uint32_t i = static_cast<uint32_t>(at / bytesPerPixel);
       const uint32_t want = PixelAt(expected.data() + size_t{i} * bytesPerPixel, bytesPerPixel);
       const uint32_t got = PixelAt(actual.data() + size_t{i} * bytesPerPixel, bytesPerPixel);
       if (want == got) continue;

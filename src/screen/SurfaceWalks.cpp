@@ -1,5 +1,6 @@
 // The walks over the primary surface: the sum that the calibration store compares, and the dumps
 // that failure analysis compares, which wipe the picture as they save it.
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 
@@ -23,9 +24,18 @@ bool LockForWalk(DirectDrawSession& session, uint32_t& rowBytes, uint32_t& rows)
   return true;
 }
 
+// Summed in stretches of fixed length so that the compiler adds many bytes at once: 256 bytes come
+// to at most 65280, so a 16-bit part is exact, and the wrapping total is the same as byte by byte.
 uint32_t SumBytes(const uint8_t* bytes, uint32_t count) {
+  constexpr size_t kStretch = 256;
   uint32_t sum = 0;
-  for (uint32_t i = 0; i < count; ++i) sum += bytes[i];
+  const uint8_t* const end = bytes + count;
+  for (; static_cast<size_t>(end - bytes) >= kStretch; bytes += kStretch) {
+    uint16_t part = 0;
+    for (size_t i = 0; i < kStretch; ++i) part = static_cast<uint16_t>(part + bytes[i]);
+    sum += part;
+  }
+  for (; bytes != end; ++bytes) sum += *bytes;
   return sum;
 }
 

@@ -1,108 +1,22 @@
 // ModeTest unattended on the built-in machine: a calibration run and the field runs after it in the
 // same folder, with the records of ZR_VIDEO.DAT checked byte for byte and the files left behind.
-#include <dirent.h>
-
 #include <cstdint>
-#include <fstream>
-#include <iterator>
-#include <regex>
 #include <set>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "e2e_config.h"
-#include "process.h"
+#include "screen_runs.h"
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
+using namespace screen_runs;
 
-class ModeTestRuns : public ::testing::Test {
+class ModeTestRuns : public ScreenRuns {
  protected:
-  void SetUp() override {
-    if (E2eTarget::Current().UnderLauncher()) GTEST_SKIP() << "speaks of the simulated machine";
-    Folder = MakeScratchDirectory();
-  }
-  void TearDown() override {
-    if (!Folder.empty()) RemoveDirectory(Folder);
-  }
-
-  ProcessResult Run(std::vector<std::string> args) {
-    const E2eTarget target = E2eTarget::Current();
-    ProcessOptions options;
-    options.Argv = target.Command(target.Program);
-    args.insert(args.begin(), "-subtest=ModeTest");
-    options.Argv.insert(options.Argv.end(), args.begin(), args.end());
-    options.WorkingDirectory = Folder;
-    options.Environment = target.Environment();
-    return RunProcess(options);
-  }
-
-  Bytes Read(const std::string& name) const {
-    std::ifstream in(Folder + "/" + name, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  }
-  void Write(const std::string& name, const Bytes& bytes) const {
-    std::ofstream(Folder + "/" + name, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  }
-  std::set<std::string> FilesLeft() const {
-    std::set<std::string> names;
-    if (DIR* dir = opendir(Folder.c_str())) {
-      while (dirent* entry = readdir(dir))
-        if (entry->d_name[0] != '.') names.insert(entry->d_name);
-      closedir(dir);
-    }
-    return names;
-  }
-
-  std::string Folder;
+  ProcessResult Run(const std::vector<std::string>& args) { return ScreenRuns::Run("ModeTest", args); }
 };
-
-void PutWord(Bytes& out, uint32_t value) {
-  for (int shift = 0; shift < 32; shift += 8) out.push_back(static_cast<unsigned char>(value >> shift));
-}
-
-uint32_t WordAt(const Bytes& bytes, size_t at) {
-  return static_cast<uint32_t>(bytes[at]) | static_cast<uint32_t>(bytes[at + 1]) << 8 |
-         static_cast<uint32_t>(bytes[at + 2]) << 16 | static_cast<uint32_t>(bytes[at + 3]) << 24;
-}
-
-Bytes Record(uint32_t controller, uint32_t width, uint32_t height, uint32_t bits, uint32_t checksum) {
-  Bytes out;
-  PutWord(out, controller);
-  PutWord(out, 0x4003);
-  PutWord(out, bits);
-  PutWord(out, width);
-  PutWord(out, height);
-  PutWord(out, checksum);
-  out.resize(32, 0);
-  return out;
-}
-
-// Every mode the run calibrated, with the sum it logged ("%8x") for it, in the order of the run.
-struct Calibrated {
-  std::string Mode;
-  uint32_t Sum;
-};
-std::vector<Calibrated> CalibratedModes(const std::string& out) {
-  std::vector<Calibrated> modes;
-  const std::regex block("LogMessage 14 206 \"(\\d+x\\d+x\\d+)\" \"\"\n"
-                         "LogMessage 14 210 \"\\1\" \"\"\n"
-                         "LogMessage 14 207 \" *([0-9a-f]+)\" \"\"\n"
-                         "LogMessage 14 208 \" *\\2\" \"\"\n");
-  for (std::sregex_iterator it(out.begin(), out.end(), block), end; it != end; ++it)
-    modes.push_back({(*it)[1], static_cast<uint32_t>(std::stoul((*it)[2], nullptr, 16))});
-  return modes;
-}
-
-size_t Count(const std::string& text, const std::string& what) {
-  size_t n = 0;
-  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
-  return n;
-}
 
 TEST_F(ModeTestRuns, GenericCalibrationThenVerifyPassesAndMismatchFails) {
   ProcessResult calibration = Run({"-interactive=false", "-Calibrate=true", "-CreateGenericCalibration=true"});
@@ -115,13 +29,7 @@ TEST_F(ModeTestRuns, GenericCalibrationThenVerifyPassesAndMismatchFails) {
   EXPECT_EQ(modes.size(), Count(calibration.Stdout, "LogMessage 14 204 "));
   EXPECT_NE(calibration.Stdout.find("LogMessage 14 203 \"2048x1536x32\" \"\"\n"), std::string::npos);
   EXPECT_EQ(calibration.Stdout.find("LogMessage 14 206 \"2048x1536"), std::string::npos);
-  Bytes expected;
-  for (const Calibrated& mode : modes) {
-    unsigned width = 0, height = 0, bits = 0;
-    ASSERT_EQ(std::sscanf(mode.Mode.c_str(), "%ux%ux%u", &width, &height, &bits), 3);
-    const Bytes record = Record(0xFFFFFFFF, width, height, bits, mode.Sum);
-    expected.insert(expected.end(), record.begin(), record.end());
-  }
+  const Bytes expected = ExpectedRecords(modes, 0xFFFFFFFF, 0x4003);
   // The built-in machine has 37 of the 64 rows: no 24 bits above 1024 wide, no 1792 and up but 1920x1080/1200.
   ASSERT_EQ(modes.size(), 37u);
   EXPECT_EQ(modes.front().Mode, "640x480x8");
@@ -171,7 +79,7 @@ TEST_F(ModeTestRuns, ControllerCalibrationUpdatesInPlaceAndAMissingModeFailsTheC
 
   // A record the run never stores survives a second calibration, and the others stay in place.
   Bytes extra = file;
-  const Bytes foreign = Record(0xFFFFFFFF, 1, 1, 8, 7);
+  const Bytes foreign = Record(0xFFFFFFFF, 0x4003, 1, 1, 8, 7);
   extra.insert(extra.begin(), foreign.begin(), foreign.end());
   Write("ZR_VIDEO.DAT", extra);
   ProcessResult second = Run({"-interactive=false", "-Calibrate=true"});

@@ -4,7 +4,8 @@
 // The same transcripts run against the Windows build under Wine: RASTERSCAN_E2E_PROGRAM and
 // RASTERSCAN_E2E_PROBE name the .exe files, RASTERSCAN_E2E_LAUNCHER the launcher ("wine").
 // Cases marked "sim-only" speak of the simulated machine and are skipped there. A case marked
-// "catalogue" runs with the shipped message catalogue in its working directory.
+// "catalogue" runs with the shipped message catalogue in its working directory, "media" with the
+// media kit's files there.
 #include <dirent.h>
 #include <sys/stat.h>
 
@@ -32,6 +33,7 @@ struct TranscriptCase {
   std::vector<std::pair<std::string, std::string>> Files;  // path in the scratch folder, content
   std::string Cwd;                                          // folder of the scratch folder to run in
   bool Catalogue = false;                                   // the shipped catalogue in the working directory
+  bool Media = false;                                       // the media kit's files in the working directory
   std::vector<std::string> StderrContains;
   int Status = -1;
   std::string Stdout;
@@ -110,6 +112,7 @@ std::vector<TranscriptCase> LoadCases() {
       else if (line.rfind("status: ", 0) == 0) current->Status = std::stoi(value("status: "));
       else if (line == "sim-only") current->SimOnly = true;
       else if (line == "catalogue") current->Catalogue = true;
+      else if (line == "media") current->Media = true;
       else if (line == "--- stdout") inStdout = true;
       else fail("cannot read '" + line + "'");
     }
@@ -147,6 +150,11 @@ TEST_P(Transcript, MatchesOutputAndStatus) {
     std::ifstream shipped(MESSAGES_FILE, std::ios::binary);
     ASSERT_TRUE(shipped) << MESSAGES_FILE;
     std::ofstream(workingDirectory + "/raster-scan.msg", std::ios::binary) << shipped.rdbuf();
+  }
+  if (c.Media) {
+    ProcessOptions media;
+    media.Argv = {MAKE_MEDIA, workingDirectory};
+    ASSERT_EQ(RunProcess(media).Status, 0) << MAKE_MEDIA;
   }
 
   ProcessOptions options;

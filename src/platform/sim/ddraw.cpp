@@ -89,6 +89,7 @@ class SimSurface final : public DirectDrawSurface {
     DisplayRect r = rect != nullptr ? *rect : whole;
     if (r.Left < 0 || r.Top < 0 || r.Right > width_ || r.Bottom > height_ || r.Left >= r.Right || r.Top >= r.Bottom)
       return DdErrInvalidRect;
+    sim::ForceStuckPixels(state->FrameBuffer);
     Describe(desc);
     desc.Flags |= DdsdLpSurface;
     desc.Surface = state->FrameBuffer.Row(r.Top) + r.Left * (bits_ / 8);
@@ -114,6 +115,7 @@ class SimSurface final : public DirectDrawSurface {
     if (state == nullptr) return DdErrSurfaceLost;
     if (dc_ != 0) return DdErrDcAlreadyCreated;
     if (locked_) return DdErrSurfaceBusy;
+    sim::ForceStuckPixels(state->FrameBuffer);
     uintptr_t made = DcHooks().Create ? DcHooks().Create(state->FrameBuffer) : NextDcToken();
     if (made == 0) return DdErrCantCreateDc;
     dc_ = made;

@@ -45,6 +45,38 @@ bool ParseInt(const std::string& text, int32_t& out, bool allowNegative = false)
   return true;
 }
 
+// A byte, decimal or after 0x hexadecimal.
+bool ParseByte(const std::string& text, uint8_t& out) {
+  const std::string t = Lower(text);
+  const bool hex = t.rfind("0x", 0) == 0;
+  const std::string digits = hex ? t.substr(2) : t;
+  auto digit = [hex](char c) { return hex ? std::isxdigit(static_cast<unsigned char>(c)) != 0 : c >= '0' && c <= '9'; };
+  if (digits.empty() || digits.size() > 3 || !std::all_of(digits.begin(), digits.end(), digit)) return false;
+  const long value = std::strtol(digits.c_str(), nullptr, hex ? 16 : 10);
+  if (value > 255) return false;
+  out = static_cast<uint8_t>(value);
+  return true;
+}
+
+// "x,y,value; x,y,value": each pixel once, inside the largest mode size.
+bool ParseStuckPixels(const std::string& text, std::vector<StuckPixel>& out) {
+  out.clear();
+  std::istringstream in(text);
+  std::string item;
+  while (std::getline(in, item, ';')) {
+    std::vector<std::string> parts = SplitList(Strip(item));
+    StuckPixel p;
+    if (parts.size() != 3 || !ParseInt(parts[0], p.X) || !ParseInt(parts[1], p.Y) || !ParseByte(parts[2], p.Value))
+      return false;
+    if (p.X >= 16384 || p.Y >= 16384) return false;
+    for (const StuckPixel& seen : out)
+      if (seen.X == p.X && seen.Y == p.Y) return false;
+    out.push_back(p);
+  }
+  // A trailing ';' would leave an empty pixel unnoticed by getline.
+  return !out.empty() && Strip(text).back() != ';';
+}
+
 bool ParseModeList(const std::string& text, std::vector<ModeSize>& out) {
   out.clear();
   if (Lower(Strip(text)) == "none") return true;
@@ -125,6 +157,7 @@ const std::map<std::string, AdapterReader>& AdapterSchema() {
        [](const std::string& v, AdapterConfig& a) { return ParseInt(v, a.PitchExtra) && a.PitchExtra <= 65536; }},
       {"dpi", [](const std::string& v, AdapterConfig& a) { return ParseInt(v, a.Dpi) && a.Dpi >= 1; }},
       {"refuseattach", [](const std::string& v, AdapterConfig& a) { return ParseBool(v, a.RefuseAttach); }},
+      {"stuckpixel", [](const std::string& v, AdapterConfig& a) { return ParseStuckPixels(v, a.StuckPixels); }},
   };
   return schema;
 }

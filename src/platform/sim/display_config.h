@@ -25,6 +25,13 @@ struct MonitorConfig {
 
 enum class AdapterKind { Adapter, Mirror, Remote };
 
+// A frame buffer pixel whose every byte holds `Value` whatever is written (a fault).
+struct StuckPixel {
+  int32_t X = 0;
+  int32_t Y = 0;
+  uint8_t Value = 0;
+};
+
 struct AdapterConfig {
   AdapterKind Kind = AdapterKind::Adapter;
   std::string Description = "Simulated Display Adapter";
@@ -54,6 +61,8 @@ struct AdapterConfig {
   int32_t Dpi = 96;
   // The device refuses to be attached or moved (a fault).
   bool RefuseAttach = false;
+  // Pixels outside the present mode have no effect in it.
+  std::vector<StuckPixel> StuckPixels;
   std::vector<MonitorConfig> Monitors;
 };
 

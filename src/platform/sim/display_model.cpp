@@ -251,6 +251,19 @@ const DisplayConfig& CurrentDisplayConfig() { return Config(); }
 
 Surface& PrimaryFrameBuffer() { return DisplayModel::Get().Primary().FrameBuffer; }
 
+void ForceStuckPixels(Surface& surface) {
+  for (AdapterState& a : DisplayModel::Get().Adapters()) {
+    if (&a.FrameBuffer != &surface) continue;
+    const size_t bytes = static_cast<size_t>(surface.BytesPerPixel());
+    for (const StuckPixel& p : a.Config.StuckPixels) {
+      if (p.X >= surface.Width || p.Y >= surface.Height) continue;
+      uint8_t* at = surface.Row(p.Y) + static_cast<size_t>(p.X) * bytes;
+      std::fill(at, at + bytes, p.Value);
+    }
+    return;
+  }
+}
+
 void SetDisplayChangeHook(std::function<void(const AdapterState& adapter)> hook) { ChangeHook() = std::move(hook); }
 
 }  // namespace sim

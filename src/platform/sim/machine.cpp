@@ -234,6 +234,14 @@ bool ParseEvent(const std::string& key, const std::string& value, MapEvent& e) {
     e.Action = MapEvent::Kind::ConsoleBreak;
     return true;
   }
+  if (KeyOfKind(key, "killfileattime")) {
+    // <milliseconds since the start> <Windows path>
+    if (w.size() != 2 || !ParseNumber(w[0], e.AtTime)) return false;
+    e.AtMap = 0;
+    e.Action = MapEvent::Kind::KillFile;
+    e.Path = w[1];
+    return true;
+  }
   return false;
 }
 
@@ -243,7 +251,7 @@ bool IsKnownFaultKey(const std::string& key) {
 }
 
 bool IsKnownEventKey(const std::string& key) {
-  return KeyOfKind(key, "killfileatmap") || KeyOfKind(key, "consolebreakatmap");
+  return KeyOfKind(key, "killfileatmap") || KeyOfKind(key, "consolebreakatmap") || KeyOfKind(key, "killfileattime");
 }
 
 const PciBar* MemoryBarAt(const Machine& m, uint32_t address) {

@@ -67,12 +67,15 @@ struct MemoryFault {
   uint32_t Length = 1;   // Unmappable: the size of the region
 };
 
-// Something that happens from outside when the driver maps a block for the given time.
+// Something that happens from outside: when the driver maps a block for the given time, or, with
+// AtMap 0, once the program has run AtTime milliseconds and waits for a window message.
 struct MapEvent {
   enum class Kind { KillFile, ConsoleBreak };
   Kind Action = Kind::KillFile;
   uint32_t AtMap = 1;
+  uint32_t AtTime = 0;
   std::string Path;  // KillFile: a Windows path
+  mutable bool Happened = false;  // a timed event happens once
 };
 
 enum class BoardIdSource { None, Eisa, Int15 };

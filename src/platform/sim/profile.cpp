@@ -274,10 +274,10 @@ uint32_t GetString(const Char* section, const Char* key, const Char* defaultValu
     const size_t header = FindSection(doc, sectionName);
     const size_t line = header == kNone ? kNone : FindKey(doc, header, Trim(ToText(key)));
     if (line != kNone) {
-      Text value = Parse(doc.lines[line]).value;
-      if (value.size() >= 2 && (value[0] == L'"' || value[0] == L'\'') && value.back() == value[0])
-        value = value.substr(1, value.size() - 2);
-      return CopyValue(value, buffer, size);
+      const auto parsed = Parse(doc.lines[line]);
+      const Text& value = parsed.value;
+      const bool quoted = value.size() >= 2 && (value[0] == L'"' || value[0] == L'\'') && value.back() == value[0];
+      return CopyValue(quoted ? value.substr(1, value.size() - 2) : value, buffer, size);
     }
   }
   Text fallback = defaultValue ? ToText(defaultValue) : Text();

@@ -7,6 +7,7 @@
 
 #include <dirent.h>
 
+#include "platform/sim/display_model.h"
 #include "platform/sim/window_sim.h"
 
 #pragma GCC diagnostic push
@@ -122,6 +123,7 @@ void SaveScreenshot(const std::wstring& title) {
   char number[16];
   std::snprintf(number, sizeof number, "%04ld", shots.Next++);
   const std::string path = shots.Folder + "/" + number + "-" + FileSafe(title) + ".png";
+  ForceStuckPixels(ScreenSurface());
   if (!WriteSurfacePng(ScreenSurface(), path)) std::fprintf(stderr, "screenshot: cannot write %s\n", path.c_str());
 }
 

@@ -4,6 +4,7 @@
 #include "platform/window.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <deque>
 #include <map>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "platform/clock.h"
+#include "platform/files.h"
 #include "platform/handles.h"
 #include "platform/sim/display_model.h"
 #include "platform/sim/gdi_sim.h"
@@ -1217,6 +1219,29 @@ LResult CallWindowProcA(WndProc proc, Hwnd window, uint32_t message, WParam wPar
   return proc ? proc(window, message, wParam, lParam) : 0;
 }
 
+namespace {
+
+// The machine's timed events while the program waits: the shell may drop a kill file then. True
+// when one happened; else `wakeAt` is lowered to the next one.
+bool TimedEventsAct(uint32_t now, uint32_t& wakeAt) {
+  const sim::Machine& machine = sim::CurrentMachine();
+  bool acted = false;
+  for (const sim::MapEvent& event : machine.Events) {
+    if (event.AtMap != 0 || event.Happened) continue;
+    const uint32_t due = machine.StartTick + event.AtTime;
+    if (static_cast<int32_t>(now - due) >= 0) {
+      event.Happened = true;
+      if (std::FILE* file = OpenFile(event.Path, "wb")) std::fclose(file);
+      acted = true;
+    } else if (static_cast<int32_t>(due - wakeAt) < 0) {
+      wakeAt = due;
+    }
+  }
+  return acted;
+}
+
+}  // namespace
+
 int32_t GetMessageA(Msg* message, Hwnd window, uint32_t filterMin, uint32_t filterMax) {
   if (message == nullptr) return -1;
   if (window != 0 && !IsWindow(window)) {
@@ -1227,6 +1252,7 @@ int32_t GetMessageA(Msg* message, Hwnd window, uint32_t filterMin, uint32_t filt
     if (TakeMessage(message, window, filterMin, filterMax, true)) return message->Message == WmQuit ? 0 : 1;
     const uint32_t now = GetTickCount();
     uint32_t wakeAt = now + 3600000;
+    if (TimedEventsAct(now, wakeAt)) continue;
     if (sim::OperatorAct(now, wakeAt)) continue;
     {
       Guard hold(S().Lock);
