@@ -1,20 +1,61 @@
 #!/usr/bin/env bash
-# Builds Raster-scan and runs its main job on the built-in simulated machine: the video memory
-# test by direct hardware access, over the whole memory of the machine's display controller.
-# Further arguments go to the program, e.g. -debug=true or -Coverage=10.
+# Builds Raster-scan and runs its main job on the built-in simulated machine, unattended and on
+# the virtual clock: the four screen subtests (ModeTest, BltTest, LineTest, PaletteTest) calibrate
+# on the known-good machine, which writes ZR_VIDEO.DAT, and then verify every mode the machine has
+# against it, with a screenshot of every test window. Then the video memory test by direct
+# hardware access. Further arguments go to every run, e.g. -debug=true.
+#   bash tools/run-main.sh [arguments...]
+# RASTERSCAN_MACHINE=<file> verifies on another machine, e.g. machines/display-stuck-pixel.ini.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 cd "$top"
 
 bash tools/install-deps.sh
 cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build build -j"$(nproc)" --target raster-scan >/dev/null
+cmake --build build -j"$(nproc)" --target raster-scan make-media >/dev/null
 
-work=$(mktemp -d)
+work="$top/build/main-job"
+rm -rf "$work"
+mkdir -p "$work/screenshots"
 cd "$work"
-# The program reads its message texts from the working directory.
+# The program reads its message texts and the subtests their pictures from the working directory.
 cp "$top/build/raster-scan.msg" .
-status=0
-"$top/build/raster-scan" -subtest=ExtendedVideoMemoryTest "$@" || status=$?
-echo "raster-scan ended with status $status (working directory $work)"
-exit "$status"
+"$top/build/make-media" .
+field_machine="${RASTERSCAN_MACHINE:-}"
+unset RASTERSCAN_MACHINE
+export RASTERSCAN_CLOCK=virtual
+
+failed=0
+# Runs one subtest, keeps its protocol in <name>.log and prints its last lines.
+run() {
+  local name=$1
+  shift
+  local status=0
+  "$top/build/raster-scan" "$@" >"$name.log" 2>&1 || status=$?
+  printf '%-28s status %d  %s\n' "$name" "$status" "$(grep -E '^(ReportFailure|TestFailed)' "$name.log" | head -1)"
+  [ "$status" -eq 0 ] || failed=1
+}
+
+echo "== Calibration on the built-in machine"
+for test in ModeTest BltTest LineTest; do
+  run "calibrate-$test" -subtest=$test -interactive=false -Calibrate=true "$@"
+done
+run calibrate-PaletteTest -subtest=PaletteTest -interactive=false -Calibrate=true "$@"
+
+echo "== Verification${field_machine:+ on $field_machine}"
+[ -z "$field_machine" ] || export RASTERSCAN_MACHINE=$field_machine
+export RASTERSCAN_SCREENSHOTS="$work/screenshots"
+for test in ModeTest BltTest LineTest; do
+  run "verify-$test" -subtest=$test -interactive=false -TestAllResolutions=true "$@"
+done
+run verify-PaletteTest -subtest=PaletteTest -interactive=false "$@"
+unset RASTERSCAN_SCREENSHOTS
+run ExtendedVideoMemoryTest -subtest=ExtendedVideoMemoryTest "$@"
+
+echo
+echo "Working directory:  $work"
+echo "Calibration file:   $work/ZR_VIDEO.DAT ($(($(stat -c %s ZR_VIDEO.DAT) / 32)) records)"
+echo "Protocols:          $work/*.log"
+echo "Screenshots:        $work/screenshots ($(ls screenshots | wc -l) test windows)"
+[ "$failed" -eq 0 ] && echo "All runs passed." || echo "Some runs failed: see their protocols."
+exit "$failed"

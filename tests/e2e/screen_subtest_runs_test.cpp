@@ -167,4 +167,53 @@ TEST_F(ScreenSubtestRuns, PaletteCalibrationThenFieldRunsAndFourWindowsOnAMismat
       << mismatch.Stdout;
 }
 
+TEST_F(ScreenSubtestRuns, AStuckFrameBufferPixelFailsEveryScreenSubtestAndTheAnalysisNamesIt) {
+  const std::string stuck = Machine("stuck.ini", std::string(kSmallDisplay) + "StuckPixel=300,200,0x5A\n");
+  const std::vector<std::string> calibrate{"-interactive=false", "-Calibrate=true", "-AnalyzeOnCalibrate=true"};
+  for (const char* subtest : {"ModeTest", "BltTest", "LineTest"}) ASSERT_EQ(Run(subtest, calibrate, Small).Status, 0);
+  ASSERT_EQ(Run("PaletteTest", {"-interactive=false", "-Calibrate=true", "-Resolution=800x600x8"}, Small).Status, 0);
+  // A good machine passes what it calibrated.
+  ASSERT_EQ(Run("ModeTest", {"-interactive=false", "-Mode640x480x32=true"}, Small).Status, 0);
+
+  const std::vector<std::string> analyze{"-interactive=false", "-Mode640x480x32=true", "-AnalyzeEnable=true",
+                                         "-AnalyzeLogFile=true", "-CaptureScreen=true"};
+  const std::string retry = "LogMessage 8 20000 \"Retrying due to Checksum failure...\" \"\"\n";
+  for (const auto& [subtest, dump] : std::vector<std::pair<std::string, std::string>>{{"ModeTest", "MODE104"},
+                                                                                       {"BltTest", "BLT104"}}) {
+    SCOPED_TRACE(subtest);
+    const ProcessResult run = Run(subtest, analyze, stuck);
+    EXPECT_EQ(run.Status, 1);
+    EXPECT_EQ(Count(run.Stdout, retry), 1u);
+    EXPECT_NE(run.Stdout.find("ReportFailure 990408\nEndOfTest\n"), std::string::npos) << run.Stdout;
+    // The retry's dumps replace the first ones: the log names the one stuck pixel.
+    const uint32_t expected = WordAt(Read(dump + ".CAL"), (200u * 640u + 300u) * 4u);
+    ASSERT_NE(expected, 0x5A5A5A5Au);
+    char record[256];
+    std::snprintf(record, sizeof record,
+                  "*******************\n Record Number : 1 n X offset  : 300\n Y offset  : 200\n Expected      : %x\n"
+                  " Actual        : 5a5a5a5a\n ********************\n",
+                  expected);
+    EXPECT_EQ(ReadText(dump + ".LOG"), std::string(record) + "*******************\n FINAL ANALYSIS\n"
+                                                              " Total Pixel Errors : 1\n ********************\n");
+    // Each try's screen is captured after the wipe; the stuck pixel shows on the black.
+    for (const char* attempt : {"_0.bmp", "_1.bmp"}) {
+      const Bytes capture = Read(subtest + "_640_480_32" + attempt);
+      ASSERT_GT(capture.size(), 54u) << attempt;
+      EXPECT_EQ(BmpPixel(capture, 300, 200), 0x5A5A5Au);
+      EXPECT_EQ(BmpPixel(capture, 301, 200), 0u);
+      EXPECT_EQ(BmpPixel(capture, 300, 201), 0u);
+    }
+  }
+
+  const ProcessResult line = Run("LineTest", {"-interactive=false", "-Mode800x600x16=true"}, stuck);
+  EXPECT_EQ(line.Status, 1);
+  EXPECT_EQ(Count(line.Stdout, retry), 1u);
+  EXPECT_NE(line.Stdout.find("ReportFailure 990408\nEndOfTest\n"), std::string::npos) << line.Stdout;
+
+  const ProcessResult palette = Run("PaletteTest", {"-interactive=false", "-Resolution=800x600x8"}, stuck);
+  EXPECT_EQ(palette.Status, 1);
+  EXPECT_EQ(Count(palette.Stdout, retry), 2u);
+  EXPECT_NE(palette.Stdout.find("ReportFailure 990408\nEndOfTest\n"), std::string::npos) << palette.Stdout;
+}
+
 }  // namespace

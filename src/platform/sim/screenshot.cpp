@@ -6,6 +6,7 @@
 #include <vector>
 
 #include <dirent.h>
+#include <sys/stat.h>
 
 #include "platform/sim/display_model.h"
 #include "platform/sim/window_sim.h"
@@ -117,6 +118,8 @@ void SaveScreenshot(const std::wstring& title) {
     shots.Initialised = true;
     const char* folder = std::getenv("RASTERSCAN_SCREENSHOTS");
     shots.Folder = folder ? folder : "";
+    // A folder that is not there yet is made, as a user naming a new one expects.
+    if (!shots.Folder.empty()) mkdir(shots.Folder.c_str(), 0755);
   }
   if (shots.Folder.empty()) return;
   if (shots.Next == 0) shots.Next = FirstFreeNumber(shots.Folder);
