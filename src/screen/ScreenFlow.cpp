@@ -440,78 +440,90 @@ DirectDrawSession* ScreenFlow::ShowTestWindowOnDevice(int32_t width, int32_t hei
   return ShowWindowOn(width, height, bits, guid, true);
 }
 
-void ScreenFlow::SetUpDirectDraw(platform::Hwnd window, int32_t width, int32_t height, int32_t bits,
-                                 const platform::Guid* guid) {
-  if (guid != nullptr) Session->CreateOnDevice(*guid);
-  else Session->Create();
-  Session->SetCooperation(window);
-  if (Session->LastResult == 0) {
-    if (LegacyModeCall) {
-      Session->LastResult = Session->DirectDraw->SetDisplayMode(
-          static_cast<uint32_t>(width), static_cast<uint32_t>(height), static_cast<uint32_t>(bits));
-    } else if (RefreshRate >= 0) {
-      Session->SetMode(width, height, bits, RefreshRate);
-    }
-  }
-  Session->CreatePrimarySurface();
-}
-
 DirectDrawSession* ScreenFlow::ShowWindowOn(int32_t width, int32_t height, int32_t bits, const platform::Guid* guid,
                                             bool onDevice) {
   if (width == 0) return Session;
+  TestWindow window;
+  window.Name = Traits.WindowName;
+  window.Proc = &ScreenFlow::TestWindowProc;
+  window.Owner = this;
+  window.Width = width;
+  window.Height = height;
+  window.Bits = bits;
+  window.Device = guid;
+  window.WithoutDirectDrawOnMiniNt = !onDevice;
+  window.RefreshRate = RefreshRate;
+  window.LegacyModeCall = LegacyModeCall;
+  // ModeTest keeps quiet about a Windows PE window that ended in a failure.
+  window.QuietAfterFailure = Traits.Kind == ScreenSubtestKind::Mode;
+  ShowFullScreenWindow(*Session, window, PendingFailure);
+  return Session;
+}
+
+void ShowFullScreenWindow(DirectDrawSession& session, const TestWindow& request, std::exception_ptr& pendingFailure) {
   platform::WndClassA windowClass;
   windowClass.Style = platform::CsVRedraw | platform::CsHRedraw;
-  windowClass.Proc = &ScreenFlow::TestWindowProc;
+  windowClass.Proc = request.Proc;
   windowClass.WindowExtra = static_cast<int32_t>(sizeof(void*));
   windowClass.Cursor = platform::LoadCursorA(0, platform::IdcArrow);
   windowClass.Background = platform::GetSysColorBrush(platform::ColorBtnFace);
-  windowClass.ClassName = Traits.WindowName;
+  windowClass.ClassName = request.Name;
   platform::RegisterClassA(&windowClass);  // a second registration fails without harm
   const platform::Hwnd window = platform::CreateWindowExA(
-      platform::WsExTopmost, Traits.WindowName, Traits.WindowName, platform::WsPopup | platform::WsVisible, 0, 0,
-      platform::GetSystemMetrics(platform::SmCxScreen), platform::GetSystemMetrics(platform::SmCyScreen), 0, 0, 0, this);
+      platform::WsExTopmost, request.Name, request.Name, platform::WsPopup | platform::WsVisible, 0, 0,
+      platform::GetSystemMetrics(platform::SmCxScreen), platform::GetSystemMetrics(platform::SmCyScreen), 0, 0, 0,
+      request.Owner);
+  // A failure raised inside the window is raised again once its loop has ended.
+  auto runLoop = [&pendingFailure] {
+    RunMessageLoop();
+    if (!pendingFailure) return;
+    std::exception_ptr failure = pendingFailure;
+    pendingFailure = nullptr;
+    std::rethrow_exception(failure);
+  };
 
-  if (!onDevice && IsMiniNT()) {
+  if (request.WithoutDirectDrawOnMiniNt && IsMiniNT()) {
     // Windows PE has no DirectDraw: the window alone.
     platform::ShowWindow(window, platform::SwShowMaximized);
     platform::ShowCursor(false);
     platform::SetFocus(window);
-    RunMessageLoop();
-    if (PendingFailure) {
-      std::exception_ptr failure = PendingFailure;
-      PendingFailure = nullptr;
-      std::rethrow_exception(failure);
-    }
+    runLoop();
     platform::DestroyWindow(window);
     platform::ShowCursor(true);
-    if (Traits.Kind != ScreenSubtestKind::Mode || GetScreenResult() >= 0) {
+    if (!request.QuietAfterFailure || GetScreenResult() >= 0) {
       Kestout::LogMessage(CategoryDebug, 204, "");
       platform::Sleep(1000);
     }
-    return Session;
+    return;
   }
 
-  SetUpDirectDraw(window, width, height, bits, guid);
-  if (Session->LastResult == 0) {
+  if (request.Device != nullptr) session.CreateOnDevice(*request.Device);
+  else session.Create();
+  session.SetCooperation(window);
+  if (session.LastResult == 0) {
+    if (request.LegacyModeCall) {
+      session.LastResult = session.DirectDraw->SetDisplayMode(static_cast<uint32_t>(request.Width),
+                                                              static_cast<uint32_t>(request.Height),
+                                                              static_cast<uint32_t>(request.Bits));
+    } else if (request.RefreshRate >= 0) {
+      session.SetMode(request.Width, request.Height, request.Bits, request.RefreshRate);
+    }
+  }
+  session.CreatePrimarySurface();
+  if (session.LastResult == 0) {
     platform::ShowWindow(window, platform::SwShow);
     platform::ShowCursor(false);
     platform::SetFocus(window);
-    RunMessageLoop();
-    if (PendingFailure) {
-      std::exception_ptr failure = PendingFailure;
-      PendingFailure = nullptr;
-      std::rethrow_exception(failure);
-    }
+    runLoop();
   } else {
     // KeyOutcome stays as it was: a refused mode reaches no verdict.
     platform::DestroyWindow(window);
   }
-  Session->ReleaseSurfaces();
-  Session->ReleaseDirectDraw();
+  session.ReleaseSurfaces();
+  session.ReleaseDirectDraw();
   platform::ShowCursor(true);
   Kestout::LogMessage(CategoryDebug, 204, "");
   platform::Sleep(1000);
-  return Session;
 }
 
 platform::LResult PLATFORM_CALLBACK ScreenFlow::TestWindowProc(platform::Hwnd window, uint32_t message,

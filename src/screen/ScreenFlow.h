@@ -82,6 +82,27 @@ void RunMessageLoop();
 // KeyOutcome as a code of a pass; 0 (no verdict) also writes message 96.
 int32_t KeyOutcomeCode(int32_t outcome);
 
+// One full-screen test window: its class, its owner (kept in the window's first extra word by
+// the procedure on WM_CREATE), and the mode DirectDraw sets for it.
+struct TestWindow {
+  const char* Name = nullptr;  // class name and title
+  platform::WndProc Proc = nullptr;
+  void* Owner = nullptr;
+  int32_t Width = 0;
+  int32_t Height = 0;
+  int32_t Bits = 0;
+  const platform::Guid* Device = nullptr;  // null: the default device
+  bool WithoutDirectDrawOnMiniNt = true;   // Windows PE shows the window alone
+  int32_t RefreshRate = 0;                 // below 0: no mode call
+  bool LegacyModeCall = false;
+  bool QuietAfterFailure = false;          // on Windows PE, no closing Debug line after a failed screen
+};
+
+// Registers the class, shows the window in its mode and runs its loop until it is destroyed; then
+// gives up the DirectDraw objects. A failure the procedure left in `pendingFailure` is raised
+// again behind the loop.
+void ShowFullScreenWindow(DirectDrawSession& session, const TestWindow& request, std::exception_ptr& pendingFailure);
+
 class ScreenFlow {
  public:
   // `draw` paints the picture on the paint context, before the digit; it runs on every WM_PAINT.
@@ -146,8 +167,6 @@ class ScreenFlow {
   void Paint(platform::Hwnd window);
   void VerifyScreen(platform::Hwnd window);
   void CaptureScreen();
-  void SetUpDirectDraw(platform::Hwnd window, int32_t width, int32_t height, int32_t bits,
-                       const platform::Guid* guid);
   DirectDrawSession* ShowWindowOn(int32_t width, int32_t height, int32_t bits, const platform::Guid* guid,
                                   bool onDevice);
   bool IsHighMode(int32_t width, int32_t height, int32_t bits) const;

@@ -165,65 +165,15 @@ int32_t PaletteTest::RunPalettePass() {
 
 DirectDrawSession* PaletteTest::ShowTestWindow(int32_t width, int32_t height, int32_t bits) {
   if (width == 0) return Session;
-  platform::WndClassA windowClass;
-  windowClass.Style = platform::CsVRedraw | platform::CsHRedraw;
-  windowClass.Proc = &PaletteTest::TestWindowProc;
-  windowClass.WindowExtra = static_cast<int32_t>(sizeof(void*));
-  windowClass.Cursor = platform::LoadCursorA(0, platform::IdcArrow);
-  windowClass.Background = platform::GetSysColorBrush(platform::ColorBtnFace);
-  windowClass.ClassName = kWindowName;
-  platform::RegisterClassA(&windowClass);  // a second registration fails without harm
-  const platform::Hwnd window = platform::CreateWindowExA(
-      platform::WsExTopmost, kWindowName, kWindowName, platform::WsPopup | platform::WsVisible, 0, 0,
-      platform::GetSystemMetrics(platform::SmCxScreen), platform::GetSystemMetrics(platform::SmCyScreen), 0, 0, 0, this);
-
-  auto raisePending = [this] {
-    if (!PendingFailure) return;
-    std::exception_ptr failure = PendingFailure;
-    PendingFailure = nullptr;
-    std::rethrow_exception(failure);
-  };
-
-  if (IsMiniNT()) {
-    // Windows PE has no DirectDraw: the window alone.
-    platform::ShowWindow(window, platform::SwShowMaximized);
-    platform::ShowCursor(false);
-    platform::SetFocus(window);
-    RunMessageLoop();
-    raisePending();
-    platform::DestroyWindow(window);
-    platform::ShowCursor(true);
-    Kestout::LogMessage(CategoryDebug, 204, "");
-    platform::Sleep(1000);
-    return Session;
-  }
-
-  Session->Create();
-  Session->SetCooperation(window);
-  if (Session->LastResult == 0) {
-    if (UseLegacyModeCall()) {
-      Session->LastResult = Session->DirectDraw->SetDisplayMode(
-          static_cast<uint32_t>(width), static_cast<uint32_t>(height), static_cast<uint32_t>(bits));
-    } else {
-      Session->SetMode(width, height, bits, 0);
-    }
-  }
-  Session->CreatePrimarySurface();
-  if (Session->LastResult == 0) {
-    platform::ShowWindow(window, platform::SwShow);
-    platform::ShowCursor(false);
-    platform::SetFocus(window);
-    RunMessageLoop();
-    raisePending();
-  } else {
-    // KeyOutcome stays as it was: a refused mode reaches no verdict.
-    platform::DestroyWindow(window);
-  }
-  Session->ReleaseSurfaces();
-  Session->ReleaseDirectDraw();
-  platform::ShowCursor(true);
-  Kestout::LogMessage(CategoryDebug, 204, "");
-  platform::Sleep(1000);
+  TestWindow window;
+  window.Name = kWindowName;
+  window.Proc = &PaletteTest::TestWindowProc;
+  window.Owner = this;
+  window.Width = width;
+  window.Height = height;
+  window.Bits = bits;
+  window.LegacyModeCall = UseLegacyModeCall();
+  ShowFullScreenWindow(*Session, window, PendingFailure);
   return Session;
 }
 

@@ -18,8 +18,8 @@ using Bytes = std::vector<uint8_t>;
 
 // One structure: type, length and handle, then `body` (from offset 4), then the strings.
 Bytes Struct(uint8_t type, Bytes body, const std::vector<std::string>& strings) {
-  Bytes out = {type, static_cast<uint8_t>(body.size() + 4), 0x34, 0x12};
-  out.insert(out.end(), body.begin(), body.end());
+  Bytes out = std::move(body);
+  out.insert(out.begin(), {type, static_cast<uint8_t>(out.size() + 4), 0x34, 0x12});
   for (const auto& s : strings) {
     out.insert(out.end(), s.begin(), s.end());
     out.push_back(0);
