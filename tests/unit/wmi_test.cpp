@@ -1,12 +1,17 @@
+#include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "hardware/SetupDI.h"
 #include "hardware/WMIDiscovery.h"
+#include "platform/sim/machine.h"
 #include "platform/sim/management.h"
 #include "platform/sim/smbios_model.h"
 
@@ -290,4 +295,93 @@ TEST(ManagementModelText, MachineSectionsBuildTheModel) {
   EXPECT_EQ(refused("management", "connectresult", "-"), "line 42: bad value '-' for 'connectresult' in [management]");
   EXPECT_NE(refused("firmware", "rawtable", "missing.bin").find("missing.bin"), std::string::npos);
   std::filesystem::remove_all(dir);
+}
+
+namespace {
+
+using Strings = std::vector<std::string>;
+
+// Puts a machine file, edited, in force with its management model, as the program's start does.
+void Use(const std::string& name, const std::function<void(platform::sim::MachineText&)>& edit = {}) {
+  const std::string here = __FILE__;
+  std::ostringstream content;
+  content << std::ifstream(here.substr(0, here.rfind("/tests/")) + "/machines/" + name).rdbuf();
+  platform::sim::MachineText text;
+  platform::sim::Machine machine;
+  ManagementModel model;
+  std::string error;
+  ASSERT_TRUE(platform::sim::ParseMachineText(content.str(), text, error)) << error;
+  if (edit) edit(text);
+  ASSERT_TRUE(platform::sim::BuildMachine(text, machine, error) &&
+              platform::sim::BuildManagementFromText(text, "", model, error)) << error;
+  platform::sim::SetCurrentMachine(machine);
+  platform::sim::SetCurrentManagement(model);
+}
+
+// The Display class's instance ids through the program's own enumeration.
+Strings DisplayClassIds() {
+  Strings ids;
+  SetupDI devices;
+  devices.OpenDeviceList(nullptr, platform::DigcfPresent | platform::DigcfProfile, &platform::DisplayClassGuid);
+  while (devices.NextDevice()) ids.push_back(devices.GetDeviceId());
+  return ids;
+}
+
+// One Win32_VideoController property of each row, numbers written out whole.
+Strings Column(const wchar_t* property) {
+  WMIDiscovery wmi(L"ROOT\\CIMV2");
+  platform::WbemEnumerator* rows = wmi.ExecQuery(L"SELECT * FROM Win32_VideoController");
+  WMITable table(L"", rows);
+  if (rows) platform::Release(rows);
+  Strings values;
+  for (size_t row = 1; row <= table.RowCount(); ++row) {
+    platform::Variant value;
+    EXPECT_TRUE(table.GetFromRow(property, value, row));
+    const auto numbers = WMIDiscovery::Numbers(value);
+    values.push_back(numbers.empty() ? WMIDiscovery::Texts(value).at(0) : std::to_string(std::llround(numbers[0])));
+  }
+  return values;
+}
+
+class VideoControllerRows : public WmiTest {
+ protected:
+  void TearDown() override {
+    platform::sim::SetCurrentMachine(platform::sim::Machine{});
+    WmiTest::TearDown();
+  }
+};
+
+}  // namespace
+
+TEST_F(VideoControllerRows, OneRowPerDisplayControllerNamedAsTheDeviceTreeNamesIt) {
+  Use("default.ini");
+  EXPECT_EQ(DisplayClassIds().size(), 1u);
+  EXPECT_EQ(Column(L"PNPDeviceID"), DisplayClassIds());
+  EXPECT_EQ(Column(L"AdapterRAM"), Strings{"16777216"});
+
+  // Bus order: onboard 00:02.0 before the card behind the bridge, whose largest memory BAR is not its first.
+  Use("two-controllers.ini");
+  EXPECT_EQ(DisplayClassIds().size(), 2u);
+  EXPECT_EQ(Column(L"PNPDeviceID"), DisplayClassIds());
+  for (const wchar_t* property : {L"Description", L"Name", L"Caption", L"VideoProcessor"})
+    EXPECT_EQ(Column(property), (Strings{"Intel(R) G41 Express Chipset", "NVIDIA GeForce 210"})) << property;
+  EXPECT_EQ(Column(L"DeviceID"), (Strings{"VideoController1", "VideoController2"}));
+  EXPECT_EQ(Column(L"AdapterRAM"), (Strings{"2097152", "4194304"}));
+
+  // Without its driver the onboard controller is an unknown device: no row.
+  Use("two-controllers.ini", [](auto& text) { text.Sections["pci 00:02.0"]["displaydriver"] = {"false", 1}; });
+  EXPECT_EQ(Column(L"PNPDeviceID"), DisplayClassIds());
+  EXPECT_EQ(Column(L"DeviceID"), Strings{"VideoController1"});
+}
+
+TEST_F(VideoControllerRows, SectionsReplaceDerivedRowsAndNoControllerMeansNoRow) {
+  Use("two-controllers.ini", [](auto& text) { text.Sections["videocontroller.3"]["description"] = {"Planted", 1}; });
+  EXPECT_EQ(Column(L"Description"), Strings{"Planted"});
+  EXPECT_EQ(Column(L"PNPDeviceID").at(0).rfind("PCI\\VEN_1A5C&DEV_7A01", 0), 0u);  // the fixed row's
+
+  Use("two-controllers.ini", [](auto& text) {
+    text.Sections.erase("pci 00:02.0");
+    text.Sections.erase("pci 01:00.0");
+  });
+  EXPECT_TRUE(Column(L"Name").empty());
 }

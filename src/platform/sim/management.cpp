@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 
+#include "platform/sim/pnp_ids.h"
 #include "platform/sim/text_util.h"
 
 namespace platform {
@@ -223,6 +224,40 @@ ManagementObject DefaultVideoController() {
   return row;
 }
 
+namespace {
+
+void SetProperty(ManagementObject& row, const char* name, const ManagementValue& value) {
+  for (auto& p : row.Properties)
+    if (p.Name == name) p.Value = value;
+}
+
+uint32_t LargestMemoryBar(const PciDevice& device) {
+  uint32_t largest = 0;
+  for (const PciBar& bar : device.Bars)
+    if (bar.Type == PciBar::Kind::Memory && bar.Size > largest) largest = bar.Size;
+  return largest;
+}
+
+// One row per display controller of the Display setup class, in bus order, as Windows lists them.
+// A PC without one has no row: a diagnostic must see that no controller is there, not a made-up one.
+// A controller without its driver is an unknown device to the device tree, so no row either.
+std::vector<ManagementObject> VideoControllersOf(const std::vector<PciDevice>& devices) {
+  std::vector<ManagementObject> rows;
+  for (const PciDevice& device : devices) {
+    if (device.ClassCode >> 16 != 0x03 || !device.DisplayDriver) continue;
+    ManagementObject row = DefaultVideoController();
+    for (const char* name : {"Caption", "Description", "Name", "VideoProcessor"})
+      SetProperty(row, name, TextValue(device.Description));
+    SetProperty(row, "AdapterRAM", NumberValue(LargestMemoryBar(device)));
+    SetProperty(row, "DeviceID", TextValue("VideoController" + std::to_string(rows.size() + 1)));
+    SetProperty(row, "PNPDeviceID", TextValue(PciInstanceId(device)));
+    rows.push_back(row);
+  }
+  return rows;
+}
+
+}  // namespace
+
 ManagementModel BuildManagementModel(const SmbiosDescription& firmware, const std::vector<uint8_t>& table,
                                      const std::vector<ManagementObject>& videoControllers) {
   ManagementModel model;
@@ -284,7 +319,12 @@ bool BuildManagementFromText(const MachineText& text, const std::string& baseFol
   }
   std::vector<ManagementObject> rows;
   for (const auto& entry : controllers) rows.push_back(entry.second);
-  if (rows.empty()) rows.push_back(DefaultVideoController());
+  if (rows.empty()) {
+    // From the same PCI sections the device tree is built from, so the ids agree.
+    Machine machine;
+    if (!BuildMachine(text, machine, error)) return false;
+    rows = VideoControllersOf(machine.PciDevices);
+  }
   out = BuildManagementModel(firmware, table, rows);
   out.InitializeResult = results[0];
   out.LocatorResult = results[1];
@@ -297,9 +337,15 @@ const ManagementModel& CurrentManagement() {
   std::lock_guard<std::mutex> guard(ModelLock());
   auto& model = Current();
   if (!model) {
-    const SmbiosDescription firmware = DefaultSmbiosDescription();
-    model.reset(new ManagementModel(
-        BuildManagementModel(firmware, BuildSmbiosTable(firmware), {DefaultVideoController()})));
+    // The built-in machine's, so that its rows name the devices its device tree holds.
+    MachineText text;
+    ManagementModel builtIn;
+    std::string error;
+    if (!ParseMachineText(DefaultMachineText(), text, error) || !BuildManagementFromText(text, "", builtIn, error)) {
+      std::fprintf(stderr, "built-in machine: %s\n", error.c_str());
+      std::abort();
+    }
+    model.reset(new ManagementModel(builtIn));
   }
   return *model;
 }

@@ -8,7 +8,9 @@
 //                        connect with WBEM_E_INVALID_NAMESPACE.
 //   [VideoController.N]  any property of Win32_VideoController by name (Name, Description,
 //                        PNPDeviceID, AdapterRAM, DriverVersion...), "null" for a null value; the
-//                        first such section replaces the built-in controller.
+//                        first such section replaces the rows derived from the PCI display
+//                        controllers. Without them each such controller is one row, named by
+//                        the instance id the device tree gives it.
 #pragma once
 
 #include <cstdint>
@@ -62,7 +64,8 @@ ManagementValue NumberValue(double number, int32_t cimType = CimUint32);
 ManagementValue BooleanValue(bool value);
 ManagementValue NullValue(int32_t cimType);
 
-// The built-in video controller row, "Raster Graphics Adapter".
+// The video controller row that [VideoController.N] sections start from, "Raster Graphics
+// Adapter"; rows derived from PCI controllers take their other columns from it.
 ManagementObject DefaultVideoController();
 
 // Win32_Processor and Win32_VideoController in ROOT\CIMV2, MSSmBios_RawSMBiosTables in ROOT\WMI.

@@ -9,6 +9,7 @@
 
 #include "platform/sim/hardware.h"
 #include "platform/sim/machine.h"
+#include "platform/sim/pnp_ids.h"
 #include "platform/sim/text_util.h"
 
 namespace platform {
@@ -61,8 +62,6 @@ struct Tree {
   uint32_t Generation = ~0u;
 };
 
-std::string Hex(uint32_t value, int digits) { return Format("%0*X", digits, value); }
-
 Guid ClassOf(const PciDevice& d) {
   switch (d.ClassCode >> 16) {
     case 0x01: return HdcClassGuid;
@@ -98,13 +97,8 @@ Tree& CurrentTree() {
   for (size_t i = 0; i < functions.size(); ++i) {
     const PciDevice& d = functions[i].Device;
     Node node;
-    std::string venDev = "PCI\\VEN_" + Hex(d.VendorId, 4) + "&DEV_" + Hex(d.DeviceId, 4);
-    std::string subsys = "&SUBSYS_" + Hex(d.SubsystemId, 4) + Hex(d.SubsystemVendorId, 4);
-    node.HardwareIds = {venDev + subsys + "&REV_" + Hex(d.Revision, 2), venDev + subsys,
-                        venDev + "&CC_" + Hex(d.ClassCode, 6), venDev + "&CC_" + Hex(d.ClassCode >> 8, 4)};
-    uint32_t parentHash = 0x1D9A1E5Cu ^ (uint32_t{d.Bus} * 0x9E3779B1u);
-    node.InstanceId = node.HardwareIds[0] + "\\" + (d.Bus == 0 ? "3&" : "4&") + Format("%X", parentHash) + "&0&" +
-                      Hex(uint32_t{d.Device} << 3 | d.Function, 2);
+    node.HardwareIds = sim::PciHardwareIds(d);
+    node.InstanceId = sim::PciInstanceId(d);
     node.Enumerator = "PCI";
     node.Description = d.Description;
     node.Function = static_cast<int>(i);
