@@ -5,7 +5,8 @@ set -euo pipefail
 
 packages=(cmake g++ make libgtest-dev libbenchmark-dev clang libclang-rt-dev libstb-dev libfreetype-dev fonts-liberation pkg-config)
 if [ "${1:-}" = "--windows" ]; then
-  packages+=(mingw-w64 wine wine64)
+  # googletest: its sources, built with the cross compiler for the Windows unit tests.
+  packages+=(mingw-w64 wine wine64 googletest)
 fi
 
 missing=()

@@ -107,7 +107,12 @@ TEST_F(IniBaseTest, ReadsFilesAndSavesThemInMapOrder) {
 
   const std::string saved = dir + "/saved.ini";
   ini.Save(saved);
+#ifdef _WIN32
+  // Save opens the file in text mode, which ends lines with CRLF on Windows.
+  EXPECT_EQ(Read(saved), "[Alpha]\r\nk = v\r\nlast = no newline\r\n[Zeta]\r\na = 1\r\nb = 2\r\n\r\n");
+#else
   EXPECT_EQ(Read(saved), "[Alpha]\nk = v\nlast = no newline\n[Zeta]\na = 1\nb = 2\n\n");
+#endif
   // The saved text reads back to the same model.
   IniBase again(saved);
   EXPECT_EQ(again.ToString(), ini.ToString());

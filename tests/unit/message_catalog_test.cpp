@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -59,7 +60,7 @@ class CatalogueFiles : public ::testing::Test {
   }
   void TearDown() override {
     for (const char* name : {"x_tool.msg", "tool.msg", "picture.bmp"}) std::remove((Folder + "/" + name).c_str());
-    std::remove(Folder.c_str());
+    std::filesystem::remove(Folder);  // std::remove leaves a folder in place on Windows
   }
   void Write(const std::string& name, const std::string& text) {
     std::ofstream(Folder + "/" + name, std::ios::binary) << text;

@@ -9,8 +9,18 @@
 
 #include "framework/TextHelpers.h"
 #include "platform/profile.h"
+#ifdef _WIN32
+#include "platform/wmi.h"
+#endif
 
 namespace {
+
+#ifdef _WIN32
+// Where Wine's profile functions differ from Windows', the case is left out under Wine.
+const bool kWine = RunningUnderWine();
+#else
+const bool kWine = false;
+#endif
 
 // Each test gets a scratch folder holding "Test.ini".
 class Profile : public ::testing::Test {
@@ -57,9 +67,10 @@ TEST_F(Profile, LookupIgnoresCaseAndTrimsBlanks) {
   EXPECT_EQ(count, 8u);
   EXPECT_EQ(Get("OTHER", "Key", "d"), "2");
   EXPECT_EQ(Get("Colors", "key", "d"), "d");  // keys belong to their own section
-  EXPECT_EQ(Get("Colors", ";hidden", "d"), "d");
+  if (!kWine) { EXPECT_EQ(Get("Colors", ";hidden", "d"), "d"); }  // Wine finds a key that starts with ';'
   EXPECT_EQ(Get("Colors", "bare line", "d"), "d");
-  EXPECT_EQ(Get("", "top", "d"), "d");  // lines before the first section belong to none
+  // Lines before the first section belong to none; Wine files them under the section "".
+  if (!kWine) { EXPECT_EQ(Get("", "top", "d"), "d"); }
 
   // The file name follows Windows path rules: either separator, any case.
   std::string windowsPath = dir + "\\TEST.INI";
@@ -87,8 +98,14 @@ TEST_F(Profile, DefaultStandsInForWhatIsMissing) {
   Put("[s]\nk=v\nempty=\n");
   EXPECT_EQ(Get("t", "k", "no section"), "no section");
   EXPECT_EQ(Get("s", "x", "no key"), "no key");
+#ifdef _WIN32
+  // Windows strips only trailing spaces from a default, not tabs (the sim strips both).
+  EXPECT_EQ(Get("s", "x", " padded \t ", 255, &count), " padded \t");
+  EXPECT_EQ(count, 9u);
+#else
   EXPECT_EQ(Get("s", "x", " padded \t ", 255, &count), " padded");  // trailing blanks go, leading stay
   EXPECT_EQ(count, 7u);
+#endif
   EXPECT_EQ(Get("s", "x", nullptr, 255, &count), "");
   EXPECT_EQ(count, 0u);
   // A key that is there with nothing after "=" is found: empty, not the default.
@@ -128,21 +145,31 @@ TEST_F(Profile, SectionNamesAreAZeroSeparatedList) {
     EXPECT_EQ(Raw(buffer, 16), full + "X");
     // Exactly the room it needs.
     std::memset(buffer, 'X', sizeof buffer);
+#ifdef _WIN32
+    // Windows counts a list that just fits as cut: size - 2 (the sim counts it whole).
+    EXPECT_EQ(names(buffer, 15), 13u);
+#else
     EXPECT_EQ(names(buffer, 15), 14u);
-    EXPECT_EQ(Raw(buffer, 16), full + "X");
+#endif
+    // Wine ends a cut list with one zero, Windows with two.
+    if (!kWine) { EXPECT_EQ(Raw(buffer, 16), full + "X"); }
     // One short: cut after size - 2 characters and ended by two zeros.
     std::memset(buffer, 'X', sizeof buffer);
     EXPECT_EQ(names(buffer, 14), 12u);
-    EXPECT_EQ(Raw(buffer, 15), std::string("one\0Two\0thre\0\0X", 15));
+    if (!kWine) { EXPECT_EQ(Raw(buffer, 15), std::string("one\0Two\0thre\0\0X", 15)); }
     std::memset(buffer, 'X', sizeof buffer);
     EXPECT_EQ(names(buffer, 5), 3u);
-    EXPECT_EQ(Raw(buffer, 6), std::string("one\0\0X", 6));
+    if (!kWine) { EXPECT_EQ(Raw(buffer, 6), std::string("one\0\0X", 6)); }
   }
   char buffer[8];
   std::memset(buffer, 'X', sizeof buffer);
   const std::string missing = dir + "/none.ini";
   EXPECT_EQ(platform::GetPrivateProfileSectionNamesA(buffer, sizeof buffer, missing.c_str()), 0u);
+#ifdef _WIN32
+  EXPECT_EQ(Raw(buffer, 2), std::string("\0X", 2));  // Windows writes one zero only (the sim two)
+#else
   EXPECT_EQ(Raw(buffer, 2), std::string("\0\0", 2));
+#endif
 }
 
 TEST_F(Profile, KeyListAndSectionLines) {
@@ -153,7 +180,7 @@ TEST_F(Profile, KeyListAndSectionLines) {
   EXPECT_EQ(Raw(buffer, 7), std::string("k1\0K2\0\0", 7));
   std::memset(buffer, 'X', sizeof buffer);
   EXPECT_EQ(platform::GetPrivateProfileStringA("s", nullptr, "", buffer, 5, path.c_str()), 3u);
-  EXPECT_EQ(Raw(buffer, 6), std::string("k1\0\0\0X", 6));
+  if (!kWine) { EXPECT_EQ(Raw(buffer, 6), std::string("k1\0\0\0X", 6)); }  // Wine ends a cut list with one zero
 
   // Section lines: entries trimmed around "=", quotes kept, other lines as they stand.
   const std::string lines("k1=1\0bare  line\0K2=\"q\"\0\0", 24);
@@ -194,6 +221,8 @@ TEST_F(Profile, WriteCreatesFileSectionAndKeyWithWindowsLineBreaks) {
 }
 
 TEST_F(Profile, WriteChangesOnlyWhatItMust) {
+  // Wine writes the whole file anew from what it parsed, in CRLF lines; Windows edits it in place.
+  if (kWine) GTEST_SKIP() << "Wine rewrites the whole file";
   Put("; head\n[a]\nx = 1\ny=2\n\n[b]\nz=3");
   EXPECT_TRUE(platform::WritePrivateProfileStringA("A", "X", "new", path.c_str()));
   EXPECT_EQ(Contents(), "; head\n[a]\nx=new\ny=2\n\n[b]\nz=3");  // the file keeps its LF style
@@ -231,9 +260,15 @@ TEST_F(Profile, WideLookups) {
   Put("[s]\nk=caf\xE9\nlong=abcdef\n");
   wchar_t buffer[8];
   const std::wstring file = Widen(path);
-  // Bytes are widened one by one, as Widen does.
   EXPECT_EQ(platform::GetPrivateProfileStringW(L"S", L"K", L"", buffer, 8, file.c_str()), 4u);
+#ifdef _WIN32
+  // Windows reads an ANSI file through the ANSI code page (the sim widens byte by byte).
+  EXPECT_EQ(platform::WideCharToMultiByte(0, buffer), "caf\xE9");
+  EXPECT_NE(buffer[3], Widen("\xE9")[0]);
+#else
+  // Bytes are widened one by one, as Widen does.
   EXPECT_EQ(std::wstring(buffer), Widen("caf\xE9"));
+#endif
   EXPECT_EQ(platform::GetPrivateProfileStringW(L"s", L"long", L"", buffer, 4, file.c_str()), 3u);
   EXPECT_EQ(std::wstring(buffer), L"abc");
   EXPECT_EQ(platform::GetPrivateProfileStringW(L"s", L"none", L"dflt  ", buffer, 8, file.c_str()), 4u);
