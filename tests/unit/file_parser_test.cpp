@@ -8,16 +8,21 @@
 #include <thread>
 
 #include <gtest/gtest.h>
+#ifdef _WIN32
+#include <process.h>
+#include <stdlib.h>
+#else
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/sim/debug_log.h"
+extern char** environ;
+#endif
+
 #include "config/FileParser.h"
 #include "platform/mutex.h"
-#include "platform/sim/debug_log.h"
 #include "platform/system.h"
-
-extern char** environ;
 
 namespace {
 
@@ -26,11 +31,12 @@ namespace {
 // ends while holding it), and never reaches the tests.
 const bool helperRan = [] {
   const char* file = std::getenv("RASTERSCAN_PARSER_HOLD");
-  if (!file) return false;
+  if (!file || !*file) return false;
   const std::string path = file;
   auto* parser = new FileParser(path);
   std::ofstream(path + ".held") << "held";
-  if (std::getenv("RASTERSCAN_PARSER_ABANDON")) _exit(0);
+  const char* abandon = std::getenv("RASTERSCAN_PARSER_ABANDON");
+  if (abandon && *abandon) _exit(0);
   for (int i = 0; i < 2000 && !std::filesystem::exists(path + ".release"); ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   std::filesystem::remove(path + ".held");
@@ -62,6 +68,23 @@ class FileParserTest : public ::testing::Test {
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
   }
 
+#ifdef _WIN32
+  // The helper inherits the two variables; they are taken back once it has started.
+  intptr_t StartHelper(bool abandon) const {
+    _putenv_s("RASTERSCAN_PARSER_HOLD", path.c_str());
+    if (abandon) _putenv_s("RASTERSCAN_PARSER_ABANDON", "1");
+    const char* self = _pgmptr;
+    const intptr_t process = _spawnl(_P_NOWAIT, self, self, nullptr);
+    _putenv_s("RASTERSCAN_PARSER_HOLD", "");
+    _putenv_s("RASTERSCAN_PARSER_ABANDON", "");
+    EXPECT_NE(process, -1);
+    return process;
+  }
+  static int WaitForHelper(intptr_t process) {
+    int status = -1;
+    return _cwait(&status, process, 0) == -1 ? -1 : status;
+  }
+#else
   pid_t StartHelper(bool abandon) const {
     std::string hold = "RASTERSCAN_PARSER_HOLD=" + path;
     std::vector<char*> env;
@@ -76,6 +99,12 @@ class FileParserTest : public ::testing::Test {
     EXPECT_EQ(posix_spawn(&pid, self.c_str(), nullptr, nullptr, argv, env.data()), 0);
     return pid;
   }
+  static int WaitForHelper(pid_t pid) {
+    int status = -1;
+    if (waitpid(pid, &status, 0) != pid) return -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+#endif
 
   std::string dir;
   std::string path;
@@ -255,24 +284,37 @@ TEST_F(FileParserTest, ConvertToIniNumbersTheLines) {
   std::string big = "[ports]\n";
   for (int i = 0; i < 100; ++i) big += std::string(60, 'a') + "\n";
   Put(big);
+#ifndef _WIN32
   platform::sim::DebugOutput().clear();
+#endif
   EXPECT_EQ(parser.ConvertToIni("ports", "P", false, 0), 0);
+#ifndef _WIN32
   EXPECT_EQ(platform::sim::DebugOutput(), Strings{"ConvertToIni Failed: -1"});
+#endif
 
   // An unwritable output file stops at the first line.
   Put("[ports]\n1,DVI\n");
   parser.SetOutputFileName(dir + "/no-such-folder/out.ini");
+#ifndef _WIN32
   platform::sim::DebugOutput().clear();
+#endif
   EXPECT_EQ(parser.ConvertToIni("ports", "P", false, 0), 0);
+#ifndef _WIN32
   EXPECT_EQ(platform::sim::DebugOutput(), Strings{"ConvertToIni Failed: -3"});
+#endif
 }
 
 TEST_F(FileParserTest, MutexNameComesFromTheFullPath) {
   EXPECT_EQ(FileParser::MutexName("C:\\Temp\\videoport.ini"), "C__Temp_videoport_ini_LumoraFileParser");
   EXPECT_EQ(FileParser::MutexName("C:/Temp/Sub/../VideoPort.INI"), "C__Temp_VideoPort_INI_LumoraFileParser");
   std::string cwd = platform::GetCwd();
+#ifdef _WIN32
+  std::string expected;
+  for (char c : cwd) expected += (c == '\\' || c == '.' || c == ':') ? '_' : c;
+#else
   std::string expected = "C_";
   for (char c : cwd) expected += (c == '/' || c == '.') ? '_' : c;
+#endif
   EXPECT_EQ(FileParser::MutexName(".\\videoport.ini"), expected + "_videoport_ini_LumoraFileParser");
   EXPECT_EQ(FileParser::MutexName("videoport.ini"), FileParser::MutexName(".\\videoport.ini"));
 }
@@ -299,7 +341,7 @@ TEST_F(FileParserTest, ParsersOfOneFileTakeTurnsAcrossThreads) {
 
 TEST_F(FileParserTest, ASecondProcessWaitsForTheParser) {
   Put("[s]\n1\n");
-  const pid_t child = StartHelper(false);
+  const auto child = StartHelper(false);
   ASSERT_TRUE(WaitForFile(path + ".held", true));
   std::atomic<bool> acquired{false};
   std::atomic<bool> heldWhenAcquired{true};
@@ -314,20 +356,18 @@ TEST_F(FileParserTest, ASecondProcessWaitsForTheParser) {
   waiter.join();
   EXPECT_TRUE(acquired);
   EXPECT_FALSE(heldWhenAcquired) << "acquired before the other process let go";
-  int status = -1;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_EQ(WaitForHelper(child), 0);
 }
 
 TEST_F(FileParserTest, AProcessEndingWhileHoldingLeavesTheMutexAbandoned) {
   Put("[s]\n1\n");
-  const pid_t child = StartHelper(true);
-  int status = -1;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  ASSERT_TRUE(std::filesystem::exists(path + ".held"));
+  // A handle of ours keeps the named object alive once the other process has gone.
   const std::string name = FileParser::MutexName(path);
   platform::MutexHandle mutex = platform::CreateMutexA(nullptr, false, name.c_str());
   ASSERT_NE(mutex, 0u);
+  const auto child = StartHelper(true);
+  ASSERT_EQ(WaitForHelper(child), 0);
+  ASSERT_TRUE(std::filesystem::exists(path + ".held"));
   EXPECT_EQ(platform::WaitForSingleObject(mutex, 1000), platform::WaitAbandoned);
   EXPECT_TRUE(platform::ReleaseMutex(mutex));
   EXPECT_FALSE(platform::ReleaseMutex(mutex));  // not owned any more
