@@ -31,10 +31,10 @@ inline Rgb24 BallPixel(int32_t x, int32_t y) {
   const double lx = -0.48, ly = -0.56, lz = 0.675;
   const double diffuse = std::max(0.0, dx * lx + dy * ly + dz * lz);
   const double hLength = std::sqrt(lx * lx + ly * ly + (lz + 1.0) * (lz + 1.0));
-  double spec = std::max(0.0, (dx * lx + dy * ly + dz * (lz + 1.0)) / hLength);
-  for (int i = 0; i < 5; ++i) spec *= spec;  // to the 32nd power, exactly on every platform
+  double shine = std::max(0.0, (dx * lx + dy * ly + dz * (lz + 1.0)) / hLength);
+  for (int i = 0; i < 5; ++i) shine *= shine;  // to the 32nd power, exactly on every platform
   const auto channel = [&](double base) {
-    const double value = base * (0.12 + 0.88 * diffuse) + 255.0 * spec;
+    const double value = base * (0.12 + 0.88 * diffuse) + 255.0 * shine;
     return static_cast<uint8_t>(std::min(255.0, value + 0.5));
   };
   return Rgb24{channel(225.0), channel(36.0), channel(48.0)};
