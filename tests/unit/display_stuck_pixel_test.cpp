@@ -3,8 +3,6 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -34,14 +32,6 @@ namespace {
 bool BuildText(const std::string& text, DisplayConfig& config, std::string& error) {
   sim::MachineText parsed;
   return sim::ParseMachineText(text, parsed, error) && sim::BuildDisplayConfig(parsed, config, error);
-}
-
-std::string ReadMachineFile(const std::string& name) {
-  std::string here = __FILE__;
-  std::ifstream file(here.substr(0, here.rfind("/tests/")) + "/machines/" + name);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
 }
 
 DisplayConfig Screen(ModeSize mode, std::vector<sim::StuckPixel> stuck) {
@@ -118,28 +108,6 @@ TEST(StuckPixelSchema, KeyTakesPixelsAndRefusesBadValues) {
     EXPECT_NE(error.find("line 4: bad value"), std::string::npos) << error;
     EXPECT_NE(error.find("stuckpixel"), std::string::npos) << error;
   }
-}
-
-TEST(StuckPixelSchema, MachineFileIsTheBuiltInMachineWithOneStuckPixel) {
-  const std::string text = ReadMachineFile("display-stuck-pixel.ini");
-  DisplayConfig config;
-  std::string error;
-  ASSERT_TRUE(BuildText(text, config, error)) << error;
-  const DisplayConfig builtIn = sim::DefaultDisplayConfig();
-  ASSERT_EQ(config.Adapters.size(), 1u);
-  const AdapterConfig& a = config.Adapters[0];
-  EXPECT_TRUE(a.Modes == builtIn.Adapters[0].Modes);
-  EXPECT_EQ(a.RefreshRates, builtIn.Adapters[0].RefreshRates);
-  EXPECT_TRUE(a.Current == builtIn.Adapters[0].Current);
-  ASSERT_EQ(a.StuckPixels.size(), 1u);
-  EXPECT_EQ(std::make_tuple(a.StuckPixels[0].X, a.StuckPixels[0].Y, a.StuckPixels[0].Value),
-            std::make_tuple(99, 100, uint8_t{0x5A}));
-  // Everything else is default.ini's, so that only the pixel tells the machines apart.
-  const std::string defaults = ReadMachineFile("default.ini");
-  const size_t from = text.find("[System]"), to = text.find("\n\n; The built-in display");
-  ASSERT_NE(to, std::string::npos);
-  const std::string rest = text.substr(from, to + 1 - from);
-  EXPECT_EQ(rest, defaults.substr(defaults.find("[System]")));
 }
 
 TEST(StuckPixelDisplay, LockGdiReadsAndScreenshotsShowTheStuckBytesAfterGdiDrewThere) {
