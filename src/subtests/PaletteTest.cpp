@@ -4,14 +4,12 @@
 #include <vector>
 
 #include "framework/ControlFiles.h"
-#include "framework/DiagnosticManager.h"
 #include "framework/KestArgument.h"
 #include "framework/KestConstraint.h"
 #include "framework/KestException.h"
 #include "framework/Kestout.h"
 #include "framework/TextHelpers.h"
 #include "platform/clock.h"
-#include "platform/syscolor_brush.h"
 #include "screen/CalibrationStore.h"
 #include "screen/Confirmation.h"
 #include "screen/DisplayControl.h"
