@@ -972,7 +972,11 @@ bool SetWindowPos(Hwnd window, Hwnd insertAfter, int32_t x, int32_t y, int32_t w
   return true;
 }
 
-bool GetClientRect(Hwnd window, Rect* rect) {
+namespace {
+
+// A rectangle of a window, or the screen's for the desktop.
+template <typename Pick>
+bool RectOfWindow(Hwnd window, Rect* rect, Pick pick) {
   Guard hold(S().Lock);
   if (rect == nullptr) return false;
   if (window == DesktopHandle) {
@@ -984,24 +988,18 @@ bool GetClientRect(Hwnd window, Rect* rect) {
     SetLastError(ErrorInvalidWindowHandle);
     return false;
   }
-  *rect = ClientOf(*w);
+  *rect = pick(*w);
   return true;
 }
 
+}  // namespace
+
+bool GetClientRect(Hwnd window, Rect* rect) {
+  return RectOfWindow(window, rect, [](const Window& w) { return ClientOf(w); });
+}
+
 bool GetWindowRect(Hwnd window, Rect* rect) {
-  Guard hold(S().Lock);
-  if (rect == nullptr) return false;
-  if (window == DesktopHandle) {
-    *rect = ScreenSize();
-    return true;
-  }
-  Window* w = Find(window);
-  if (w == nullptr) {
-    SetLastError(ErrorInvalidWindowHandle);
-    return false;
-  }
-  *rect = ScreenRectOf(*w);
-  return true;
+  return RectOfWindow(window, rect, [](const Window& w) { return ScreenRectOf(w); });
 }
 
 Hwnd GetParent(Hwnd window) {
