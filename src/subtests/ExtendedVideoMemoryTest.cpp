@@ -17,6 +17,7 @@ namespace {
 
 constexpr uint8_t Patterns[8] = {0x00, 0xA5, 0x5A, 0x55, 0xAA, 0x00, 0xFF, 0x00};
 constexpr uint32_t BlockSize = 0x100000;
+constexpr int32_t MaxMemorySizeMegabytes = 4095;
 
 void Log(const std::string& text) { Kestout::LogMessage(CategoryDebug, 8, text); }
 
@@ -131,6 +132,13 @@ bool ExtendedVideoMemoryTest::ValidateArguments() {
   // An empty span would pass without a byte tested.
   if (GetArgumentInt("-StartAddr", 0) >= GetArgumentInt("-EndAddr", 100)) {
     Kestout::LogMessage(CategoryInvalid, 20005, "-endaddr");
+    return false;
+  }
+  // A size override is a count of megabytes inside the 32-bit address space: a negative count or
+  // 4 GB and more describe no range that a map request can carry.
+  const int32_t megabytes = GetArgumentInt("-MemorySize", 0);
+  if (megabytes < 0 || megabytes > MaxMemorySizeMegabytes) {
+    Kestout::LogMessage(CategoryInvalid, 20005, "-memorysize");
     return false;
   }
   return true;
@@ -338,10 +346,10 @@ bool ExtendedVideoMemoryTest::TestSpan(const VideoController& /*controller*/, co
   Log("Total memory available to test in MB: " + Decimal(total >> 20));
   const uint32_t first = start + static_cast<uint32_t>(uint64_t(static_cast<uint32_t>(startAddr)) * total / 100);
   const uint32_t last = start + static_cast<uint32_t>(uint64_t(static_cast<uint32_t>(endAddr)) * total / 100);
-  // A start at or past the end leaves nothing to test.
-  const uint32_t size = last > first ? last - first : 0;
+  // Modulo 2^32: memory that ends at 4 GB has its `last` at 0, and the difference is still the
+  // size. The start percentage is below the end one (the arguments are refused otherwise).
+  const uint32_t size = last - first;
   Log("Total testing size in MB: " + Decimal(size >> 20));
-  if (size == 0) return result;
   const uint32_t step = static_cast<uint32_t>(100 / coverage);
   uint32_t seed = 0;
   uint32_t block = size < BlockSize ? size : BlockSize;

@@ -4,12 +4,12 @@
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <sstream>
 #include <vector>
 
 #include "platform/sim/display_model.h"
+#include "platform/sim/host_file.h"
 #include "platform/sim/management.h"
 #include "platform/sim/operator.h"
 #include "platform/sim/text_util.h"
@@ -18,6 +18,9 @@ namespace platform {
 namespace sim {
 
 namespace {
+
+// Machine files are a few kilobytes; anything near this is not one.
+constexpr size_t kMaxMachineFileSize = 16u << 20;
 
 Machine& Current() {
   static Machine machine;
@@ -103,7 +106,7 @@ bool ParseBar(const std::string& value, PciBar& bar) {
   if (w.size() != at + 2 || !ParseNumber(w[at], b.Base) || !ParseSize(w[at + 1], b.Size)) return false;
   if (!IsPowerOfTwo(b.Size) || (b.Base & (b.Size - 1)) != 0) return false;
   if (b.Type == PciBar::Kind::Memory && b.Size < 16) return false;
-  if (b.Type == PciBar::Kind::Io && (b.Size < 4 || b.Size > 256 || b.Base + b.Size > 0x10000)) return false;
+  if (b.Type == PciBar::Kind::Io && (b.Size < 4 || b.Size > 256 || uint64_t{b.Base} + b.Size > 0x10000)) return false;
   if (b.Type == PciBar::Kind::Memory && uint64_t{b.Base} + b.Size > 0x100000000ull) return false;
   bar = b;
   return true;
@@ -280,7 +283,9 @@ bool CheckHardware(const Machine& m, std::string& error) {
       if (bar.Type != PciBar::Kind::Memory) continue;
       for (const PciDevice& other : m.PciDevices)
         for (const PciBar& o : other.Bars)
-          if (&o != &bar && o.Type == PciBar::Kind::Memory && bar.Base < o.Base + o.Size && o.Base < bar.Base + bar.Size) {
+          // In 64 bits: a range at the top of the address space ends at 4 GB, which is 0 in 32.
+          if (&o != &bar && o.Type == PciBar::Kind::Memory && bar.Base < uint64_t{o.Base} + o.Size &&
+              o.Base < uint64_t{bar.Base} + bar.Size) {
             error = std::string("[PCI ") + where + "] has a memory range that overlaps another";
             return false;
           }
@@ -346,6 +351,7 @@ const std::map<std::string, std::map<std::string, KeyReader>>& Schema() {
               m.DriveRoot = v;
               return true;
             }},
+           {"writeprotected", [](const std::string& v, Machine& m) { return ParseBool(v, m.WriteProtected); }},
        }},
       {"operator",
        {
@@ -511,14 +517,11 @@ bool LoadMachine(std::string& error) {
   std::string text = DefaultMachineText();
   std::string source = "built-in machine";
   if (const char* path = std::getenv("RASTERSCAN_MACHINE"); path && *path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-      error = std::string("cannot read machine file '") + path + "'";
+    std::string reason;
+    if (!ReadHostFile(path, kMaxMachineFileSize, text, reason)) {
+      error = std::string("cannot read machine file '") + path + "': " + reason;
       return false;
     }
-    std::ostringstream content;
-    content << file.rdbuf();
-    text = content.str();
     source = std::string("machine file '") + path + "'";
   }
   MachineText parsed;
