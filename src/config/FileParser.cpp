@@ -5,8 +5,8 @@
 #include <functional>
 #include <new>
 
+#include "config/FileMutex.h"
 #include "platform/debug_output.h"
-#include "platform/fullpath.h"
 #include "platform/profile.h"
 
 namespace {
@@ -61,14 +61,7 @@ std::string Unquote(const std::string& field) {
 
 }  // namespace
 
-std::string FileParser::MutexName(const std::string& path) {
-  char full[LineBufferSize] = {};
-  uint32_t length = platform::GetFullPathNameA(path.c_str(), sizeof full, full);
-  std::string name = length < sizeof full ? std::string(full, length) : std::string();
-  for (char& c : name)
-    if (c == '\\' || c == ':' || c == '.') c = '_';
-  return name + "_LumoraFileParser";
-}
+std::string FileParser::MutexName(const std::string& path) { return FileMutexName(path, "_LumoraFileParser"); }
 
 FileParser::FileParser(const std::string& path) : fileName(path) {
   mutex = platform::CreateMutexA(nullptr, false, MutexName(path).c_str());

@@ -1,9 +1,11 @@
 #include "framework/DiagnosticManager.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <thread>
 
 #include "framework/CmdLineParser.h"
 #include "framework/KestDiag.h"
@@ -24,6 +26,9 @@ namespace {
 constexpr size_t kMaxConsoleEvents = 64;
 uint32_t ConsoleEvents[kMaxConsoleEvents];
 std::atomic<size_t> ConsoleEventCount{0};
+// Cleared by the manager's constructor, set again when `Run` starts: in between the tests are
+// being registered.
+std::atomic<bool> RegistryComplete{true};
 
 const char* const kCheckedSwitches[] = {"-debug", "-help", "-description", "-version", "-catalog"};
 
@@ -33,6 +38,10 @@ bool FlagSet(const CmdLineParser& line, const char* name) { return ToLower(line.
 
 int HandleConsoleEvent(uint32_t eventType) {
   if (eventType != platform::CtrlCEvent && eventType != platform::CtrlBreakEvent) return 1;
+  // A stop during start-up is judged once every test is registered, so that it is neither taken
+  // for a stop without a test nor read from a registry that is still being filled. This runs on
+  // the console handler's own thread, which may wait.
+  while (!RegistryComplete.load()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   if (DiagnosticManager::FindTest(CmdLineParser::Instance().Get("-subtest", ""))) {
     size_t at = ConsoleEventCount.load();
     if (at < kMaxConsoleEvents) {
@@ -60,6 +69,7 @@ bool IsWindows7() {
 DiagnosticManager::DiagnosticManager(int argc, const char* const* argv, const std::string& version,
                                      const std::string& name)
     : Version(version), Name(name) {
+  RegistryComplete.store(false);
   platform::SetConsoleCtrlHandler(HandleConsoleEvent, true);
   CmdLineParser::Instance(argc, argv);
 }
@@ -131,6 +141,7 @@ std::string DiagnosticManager::GetDictionary() const {
 }
 
 int DiagnosticManager::Run() {
+  RegistryComplete.store(true);
   const CmdLineParser& line = CmdLineParser::Instance();
   const std::string subtest = line.Get("-subtest", "");
 

@@ -18,15 +18,16 @@
 #include "subtests/VideoPowerManagementTest.h"
 
 int main(int argc, char** argv) {
+  // The console handler goes in first, so that a stop during start-up ends the run the usual way.
+  const std::string version = "3.17.0, timestamp: Dec 15 2011 16:38:35 0547\n   (kest: 3.28.0)\n   (ms : 3.26.0)";
+  const std::string name = "Raster-scan";
+  DiagnosticManager manager(argc, argv, version, name);
+
   std::string error;
   if (!platform::Startup(error)) {
     std::fprintf(stderr, "raster-scan: %s\n", error.c_str());
     return 1;
   }
-
-  const std::string version = "3.17.0, timestamp: Dec 15 2011 16:38:35 0547\n   (kest: 3.28.0)\n   (ms : 3.26.0)";
-  const std::string name = "Raster-scan";
-  DiagnosticManager manager(argc, argv, version, name);
 
   // A subtest whose construction fails stays unregistered, and so unknown.
   DiagnosticManager::RegisterTest("ModeTest", new (std::nothrow) ModeTest);

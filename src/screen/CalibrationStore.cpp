@@ -1,12 +1,17 @@
 #include "screen/CalibrationStore.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
+#include "config/FileMutex.h"
 #include "framework/KestException.h"
 #include "framework/Kestout.h"
 #include "hardware/Devio.h"
 #include "platform/files.h"
+#include "platform/fullpath.h"
 #include "platform/gdi.h"
 
 uint8_t Calibrating = 0;
@@ -52,10 +57,24 @@ std::string HexWidth8(uint32_t value) {
   return text;
 }
 
+// The protocol has no line for a store that cannot be written, and the compare that follows
+// would blame the adapter: the person at the machine is told which file and why.
+void ReportUnwritableStore() {
+  const int error = errno;
+  char full[1024] = {};
+  const uint32_t length = platform::GetFullPathNameA(kStoreName, sizeof full, full);
+  const std::string path = length > 0 && length < sizeof full ? std::string(full, length) : std::string(kStoreName);
+  std::fprintf(stderr, "raster-scan: cannot write the calibration record to %s: %s\n", path.c_str(),
+               error != 0 ? std::strerror(error) : "write failed");
+  std::fflush(stderr);
+}
+
 // The store opened for reading and writing, created if absent.
 std::FILE* OpenAlways() {
+  errno = 0;
   std::FILE* file = platform::OpenFile(kStoreName, "r+b");
-  return file ? file : platform::OpenFile(kStoreName, "w+b");
+  // Only a store that is not there is created: any other failure must not empty it.
+  return file || errno != ENOENT ? file : platform::OpenFile(kStoreName, "w+b");
 }
 
 }  // namespace
@@ -110,8 +129,14 @@ bool ReadCalibrationRecord(CalibrationRecord& record) {
 }
 
 bool StoreCalibrationRecord(const CalibrationRecord& record, uint32_t checksum) {
+  // Another process may calibrate into the same folder: nobody else may store between our search
+  // and our write, or one of two new records would land on the other's place.
+  FileMutexLock lock(kStoreName, "_RasterScanCalibration");
   std::FILE* file = OpenAlways();
-  if (!file) return false;
+  if (!file) {
+    ReportUnwritableStore();
+    return false;
+  }
   unsigned char bytes[kRecordSize] = {};
   long place = 0;
   bool found = false;
@@ -132,8 +157,10 @@ bool StoreCalibrationRecord(const CalibrationRecord& record, uint32_t checksum) 
   PutWord(bytes, 12, record.Width);
   PutWord(bytes, 16, record.Height);
   PutWord(bytes, 20, checksum);
-  if (std::fseek(file, place, SEEK_SET) == 0) std::fwrite(bytes, 1, kRecordSize, file);
-  std::fclose(file);
+  errno = 0;
+  bool written = std::fseek(file, place, SEEK_SET) == 0 && std::fwrite(bytes, 1, kRecordSize, file) == kRecordSize;
+  written = std::fclose(file) == 0 && written;
+  if (!written) ReportUnwritableStore();
   return found;
 }
 

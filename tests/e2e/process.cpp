@@ -37,6 +37,13 @@ RunningProcess::RunningProcess(const ProcessOptions& options) {
     if (devnull >= 0) dup2(devnull, 0);
     close(out[0]), close(out[1]), close(err[0]), close(err[1]);
     if (!options.WorkingDirectory.empty() && chdir(options.WorkingDirectory.c_str()) != 0) _exit(126);
+    if (options.StopsHeldAtStart) {
+      sigset_t stops;
+      sigemptyset(&stops);
+      sigaddset(&stops, SIGINT);
+      sigaddset(&stops, SIGTERM);
+      sigprocmask(SIG_BLOCK, &stops, nullptr);
+    }
     std::vector<char*> argv, envp;
     for (const auto& a : options.Argv) argv.push_back(const_cast<char*>(a.c_str()));
     argv.push_back(nullptr);
@@ -95,6 +102,11 @@ bool RunningProcess::WaitForOutput(const std::string& text, int timeoutSeconds) 
 
 void RunningProcess::Signal(int signalNumber) {
   if (Pid > 0) kill(Pid, signalNumber);
+}
+
+void RunningProcess::CloseStdout() {
+  if (StdoutFd >= 0) close(StdoutFd);
+  StdoutFd = -1;
 }
 
 ProcessResult RunningProcess::Finish(int timeoutSeconds) {

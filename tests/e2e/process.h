@@ -17,6 +17,9 @@ struct ProcessOptions {
   std::string WorkingDirectory;
   std::map<std::string, std::string> Environment;  // added to (or replacing in) the inherited one
   int TimeoutSeconds = 60;
+  // SIGINT and SIGTERM held from before the program starts: one sent early lands when the program
+  // first lets it in, however fast or slow its start is.
+  bool StopsHeldAtStart = false;
 };
 
 ProcessResult RunProcess(const ProcessOptions& options);
@@ -29,6 +32,9 @@ class RunningProcess {
   // Reads until `text` has appeared in standard output or the time is up; true when it did.
   bool WaitForOutput(const std::string& text, int timeoutSeconds);
   void Signal(int signalNumber);
+  // Stops reading standard output, as a reader that has seen enough does: the program's later
+  // writes meet a closed pipe.
+  void CloseStdout();
   ProcessResult Finish(int timeoutSeconds);
 
  private:

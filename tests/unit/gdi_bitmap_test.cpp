@@ -1,6 +1,7 @@
 // Simulated GDI bitmaps: BMP files read by LoadImageA, and the rows GetDIBits hands out.
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -178,6 +179,10 @@ TEST(GdiLoadImage, RefusesWhatItCannotRead) {
   auto wrongMagic = Bmp(1, 1, 24, BiRgb, {}, {0, 0, 0, 0});
   wrongMagic[0] = 'X';
   EXPECT_EQ(Loaded(wrongMagic).Bitmap, 0u);
+  // Heights of the extremes: the lowest has no positive counterpart, the highest is too large.
+  EXPECT_EQ(Loaded(Bmp(1, INT32_MIN, 24, BiRgb, {}, {0, 0, 0, 0})).Bitmap, 0u);
+  EXPECT_EQ(Loaded(Bmp(1, INT32_MAX, 24, BiRgb, {}, {0, 0, 0, 0})).Bitmap, 0u);
+  EXPECT_NE(Loaded(Bmp(1, -1, 24, BiRgb, {}, {0, 0, 0, 0})).Bitmap, 0u);
   EXPECT_EQ(LoadImageA(0, "/nonexistent/ball.bmp", ImageBitmap, 0, 0, LrLoadFromFile), 0u);
   EXPECT_EQ(LoadImageA(0, "ball.bmp", ImageBitmap, 0, 0, 0), 0u);  // resources are not there
 }

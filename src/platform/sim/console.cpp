@@ -1,5 +1,6 @@
 #include "platform/console.h"
 
+#include <condition_variable>
 #include <csignal>
 #include <cstdlib>
 #include <mutex>
@@ -7,6 +8,8 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <pthread.h>
+#include <signal.h>
 #include <unistd.h>
 
 namespace platform {
@@ -14,7 +17,9 @@ namespace platform {
 namespace {
 
 std::mutex handlersLock;
+std::condition_variable handlerAdded;
 std::vector<ConsoleCtrlHandler> handlers;
+bool anyHandlerAdded = false;
 int signalPipe[2] = {-1, -1};
 
 void OnSignal(int signalNumber) {
@@ -25,7 +30,9 @@ void OnSignal(int signalNumber) {
 }
 
 // As Windows does, the handlers run one by one, the last added first, on a thread that is not
-// the one the signal interrupted; when none handles the event the process ends.
+// the one the signal interrupted; when none handles the event the process ends. A stop that comes
+// before the program has added its first handler waits for it, so that no stop in the first
+// moments of a run ends the process without its closing lines.
 void DispatchEvents() {
   for (;;) {
     unsigned char event = 0;
@@ -34,7 +41,8 @@ void DispatchEvents() {
     if (got == 0) return;
     std::vector<ConsoleCtrlHandler> current;
     {
-      std::lock_guard<std::mutex> hold(handlersLock);
+      std::unique_lock<std::mutex> hold(handlersLock);
+      handlerAdded.wait(hold, [] { return anyHandlerAdded; });
       current.assign(handlers.rbegin(), handlers.rend());
     }
     bool handled = false;
@@ -49,6 +57,9 @@ void DispatchEvents() {
 }
 
 void StartDispatcher() {
+  // A reader that goes away (a closed pipe) makes writes fail, as on Windows, instead of ending
+  // the process in the middle of a run.
+  signal(SIGPIPE, SIG_IGN);
   if (pipe(signalPipe) != 0) return;
   fcntl(signalPipe[0], F_SETFD, FD_CLOEXEC);
   fcntl(signalPipe[1], F_SETFD, FD_CLOEXEC);
@@ -59,17 +70,29 @@ void StartDispatcher() {
   action.sa_flags = SA_RESTART;
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
+  // A stop must reach the handler whatever mask the starting process left behind.
+  sigset_t stops;
+  sigemptyset(&stops);
+  sigaddset(&stops, SIGINT);
+  sigaddset(&stops, SIGTERM);
+  pthread_sigmask(SIG_UNBLOCK, &stops, nullptr);
 }
+
+std::once_flag started;
+
+// Stops are caught from the program's first moment, before main.
+[[maybe_unused]] const bool caughtAtStart = (std::call_once(started, StartDispatcher), true);
 
 }  // namespace
 
 bool SetConsoleCtrlHandler(ConsoleCtrlHandler handler, bool add) {
   if (!handler) return false;
-  static std::once_flag started;
   std::call_once(started, StartDispatcher);
   std::lock_guard<std::mutex> hold(handlersLock);
   if (add) {
     handlers.push_back(handler);
+    anyHandlerAdded = true;
+    handlerAdded.notify_all();
     return true;
   }
   for (auto it = handlers.rbegin(); it != handlers.rend(); ++it) {

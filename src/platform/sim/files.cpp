@@ -1,6 +1,7 @@
 #include "platform/files.h"
 
 #include <cctype>
+#include <cerrno>
 #include <cstring>
 #include <vector>
 
@@ -83,6 +84,10 @@ std::string ResolvePath(const std::string& path) {
 
 std::FILE* OpenFile(const std::string& path, const char* mode) {
   if (path.empty()) return nullptr;
+  if (sim::CurrentMachine().WriteProtected && std::strpbrk(mode, "wa+") != nullptr) {
+    errno = EROFS;
+    return nullptr;
+  }
   return std::fopen(ResolvePath(path).c_str(), mode);
 }
 

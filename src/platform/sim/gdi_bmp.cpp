@@ -1,5 +1,6 @@
 // LoadImageA of BMP files into sim bitmaps: 1, 4, 8, 16, 24 and 32 bits, uncompressed or with
 // bit-field masks, bottom-up or top-down, with the core or the info header.
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -66,6 +67,8 @@ bool Decode(const std::vector<uint8_t>& b, Decoded& out) {
     colors = Le(b, 46, 4);
   }
   const bool topDown = height < 0;
+  // The lowest height has no positive counterpart; it is far beyond any size read here anyway.
+  if (height == INT32_MIN) return false;
   if (topDown) height = -height;
   if (width <= 0 || height <= 0 || width > 32768 || height > 32768) return false;
   if (bits != 1 && bits != 4 && bits != 8 && bits != 16 && bits != 24 && bits != 32) return false;

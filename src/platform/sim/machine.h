@@ -93,6 +93,8 @@ struct Machine {
 
   // Host folder that stands for the root of the current drive ("\name", "C:\name").
   std::string DriveRoot = "/";
+  // Files open for reading only, as on a write-protected medium.
+  bool WriteProtected = false;
 
   ServiceState DriverService = ServiceState::Absent;
   // Virtual milliseconds that one mapped block takes to test (the virtual clock only).

@@ -2,11 +2,10 @@
 
 #include <cctype>
 #include <cstdlib>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <map>
 
+#include "platform/sim/host_file.h"
 #include "platform/sim/text_util.h"
 
 namespace platform {
@@ -448,12 +447,13 @@ bool LoadSmbiosTable(const SmbiosDescription& description, const std::string& ba
   }
   std::string path = description.RawTable;
   if (path[0] != '/' && !baseFolder.empty()) path = baseFolder + "/" + path;
-  std::ifstream file(path, std::ios::binary);
-  if (!file) {
-    error = "cannot read the firmware table '" + path + "'";
+  std::string content, reason;
+  // Tables of the 64-bit entry point may pass 64 KB; a megabyte is far beyond any real one.
+  if (!ReadHostFile(path, 1u << 20, content, reason)) {
+    error = "cannot read the firmware table '" + path + "': " + reason;
     return false;
   }
-  table.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+  table.assign(content.begin(), content.end());
   return true;
 }
 

@@ -1,0 +1,50 @@
+#include "platform/sim/host_file.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace platform {
+namespace sim {
+
+bool ReadHostFile(const std::string& path, size_t limit, std::string& content, std::string& error) {
+  // Opened without blocking, so that a pipe with no writer is refused instead of waited for.
+  const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) {
+    error = std::strerror(errno);
+    return false;
+  }
+  struct stat info {};
+  bool ok = fstat(fd, &info) == 0;
+  if (!ok) error = std::strerror(errno);
+  else if (S_ISDIR(info.st_mode)) error = "it is a folder", ok = false;
+  else if (!S_ISREG(info.st_mode)) error = "it is not a regular file", ok = false;
+  else if (static_cast<unsigned long long>(info.st_size) > limit)
+    error = "it is larger than " + std::to_string(limit) + " bytes", ok = false;
+  content.clear();
+  char chunk[65536];
+  while (ok) {
+    const ssize_t got = read(fd, chunk, sizeof chunk);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) {
+      error = std::strerror(errno);
+      ok = false;
+    } else if (got == 0) {
+      break;
+    } else if (content.size() + static_cast<size_t>(got) > limit) {
+      error = "it is larger than " + std::to_string(limit) + " bytes";
+      ok = false;
+    } else {
+      content.append(chunk, static_cast<size_t>(got));
+    }
+  }
+  close(fd);
+  return ok;
+}
+
+}  // namespace sim
+}  // namespace platform

@@ -1,0 +1,162 @@
+// Runs under conditions a technician does not choose: two calibrations in one folder at once, a
+// reader that stops reading, a stop in the first moments, a machine file that is no file, a
+// folder that cannot be written. Each still ends in the protocol's way, and nothing is lost.
+#include <sys/stat.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "screen_runs.h"
+
+namespace {
+
+using namespace screen_runs;
+
+class HostileRuns : public ScreenRuns {
+ protected:
+  ProcessOptions Options(const std::string& subtest, const std::vector<std::string>& args,
+                         const std::string& machine = "") const {
+    const E2eTarget target = E2eTarget::Current();
+    ProcessOptions options;
+    options.Argv = target.Command(target.Program);
+    options.Argv.push_back("-subtest=" + subtest);
+    options.Argv.insert(options.Argv.end(), args.begin(), args.end());
+    options.WorkingDirectory = Folder;
+    options.Environment = target.Environment();
+    if (!machine.empty()) options.Environment["RASTERSCAN_MACHINE"] = machine;
+    return options;
+  }
+
+  // The built-in machine on a write-protected medium: nothing the program opens can be written.
+  std::string WriteProtectedMachine() const {
+    std::ifstream in(std::string(MACHINES_DIR) + "/default.ini", std::ios::binary);
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const size_t files = text.find("[Files]\n");
+    EXPECT_NE(files, std::string::npos);
+    text.insert(files + 8, "WriteProtected=true\n");
+    const std::string path = Folder + "/write-protected.ini";
+    std::ofstream(path, std::ios::binary) << text;
+    return path;
+  }
+
+  // The 32-byte records of the store, as a set.
+  std::set<Bytes> Records(const Bytes& file) const {
+    std::set<Bytes> records;
+    for (size_t at = 0; at + 32 <= file.size(); at += 32) records.insert(Bytes(file.begin() + at, file.begin() + at + 32));
+    return records;
+  }
+};
+
+const std::vector<std::string> kGenericCalibration = {"-interactive=false", "-Calibrate=true",
+                                                      "-CreateGenericCalibration=true"};
+
+TEST_F(HostileRuns, TwoCalibrationsInOneFolderAtOnceKeepEveryRecord) {
+  for (int round = 0; round < 6; ++round) {
+    std::remove((Folder + "/ZR_VIDEO.DAT").c_str());
+    RunningProcess mode(Options("ModeTest", kGenericCalibration));
+    RunningProcess line(Options("LineTest", kGenericCalibration));
+    const ProcessResult modeRun = mode.Finish(120);
+    const ProcessResult lineRun = line.Finish(120);
+    ASSERT_EQ(modeRun.Status, 0) << modeRun.Stdout;
+    ASSERT_EQ(lineRun.Status, 0) << lineRun.Stdout;
+
+    const Bytes modeRecords = ExpectedRecords(CalibratedModes(modeRun.Stdout), 0xFFFFFFFF, 0x4003);
+    const Bytes lineRecords = ExpectedRecords(CalibratedModes(lineRun.Stdout), 0xFFFFFFFF, 0x40);
+    ASSERT_FALSE(modeRecords.empty());
+    ASSERT_FALSE(lineRecords.empty());
+    std::set<Bytes> expected = Records(modeRecords);
+    const std::set<Bytes> fromLine = Records(lineRecords);
+    expected.insert(fromLine.begin(), fromLine.end());
+    const Bytes file = Read("ZR_VIDEO.DAT");
+    EXPECT_EQ(file.size(), modeRecords.size() + lineRecords.size()) << "round " << round;
+    EXPECT_EQ(Records(file), expected) << "round " << round;
+  }
+}
+
+TEST_F(HostileRuns, AClosedOutputPipeDoesNotStopTheRunOrItsRecords) {
+  RunningProcess run(Options("ModeTest", kGenericCalibration));
+  ASSERT_TRUE(run.WaitForOutput("\n", 30));
+  run.CloseStdout();
+  const ProcessResult result = run.Finish(120);
+  EXPECT_EQ(result.Status, 0) << result.Stderr;
+  // Every record of the machine's 37 modes was stored although nobody read a line.
+  const Bytes file = Read("ZR_VIDEO.DAT");
+  EXPECT_EQ(file.size(), 37u * 32u);
+  for (size_t at = 0; at < file.size(); at += 32) EXPECT_EQ(WordAt(file, at + 4), 0x4003u);
+}
+
+TEST_F(HostileRuns, AStopInTheFirstMomentsEndsTheRunTheProtocolsWay) {
+  std::mt19937 random(1123);
+  std::uniform_int_distribution<int> delay(0, 50);
+  const std::string closing = "LogMessage 8 1 \"\" \"\"\nTestFailed 995000 \"\"\nEndOfTest\n";
+  for (int run = 0; run < 12; ++run) {
+    ProcessOptions options = Options("ExtendedVideoMemoryTest", {});
+    options.StopsHeldAtStart = true;
+    const int milliseconds = delay(random);
+    RunningProcess process(options);
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+    process.Signal(run % 2 == 0 ? SIGINT : SIGTERM);
+    const ProcessResult result = process.Finish(60);
+    EXPECT_EQ(result.Status, 1) << "stopped after " << milliseconds << " ms";
+    ASSERT_GE(result.Stdout.size(), closing.size()) << "stopped after " << milliseconds << " ms";
+    EXPECT_EQ(result.Stdout.substr(result.Stdout.size() - closing.size()), closing)
+        << "stopped after " << milliseconds << " ms";
+  }
+}
+
+TEST_F(HostileRuns, AMachineFileThatIsNoRegularFileIsRefused) {
+  mkfifo((Folder + "/pipe.ini").c_str(), 0600);
+  const struct {
+    std::string Path;
+    std::string Reason;
+  } cases[] = {{Folder, "it is a folder"},
+               {"/dev/zero", "it is not a regular file"},
+               {Folder + "/pipe.ini", "it is not a regular file"},
+               {Folder + "/absent.ini", "No such file or directory"}};
+  for (const auto& c : cases) {
+    const ProcessResult result = RunProcess(Options("ModeTest", kGenericCalibration, c.Path));
+    EXPECT_EQ(result.Status, 1) << c.Path;
+    EXPECT_EQ(result.Stdout, "") << c.Path;
+    EXPECT_EQ(result.Stderr, "raster-scan: cannot read machine file '" + c.Path + "': " + c.Reason + "\n");
+  }
+  EXPECT_EQ(FilesLeft(), std::set<std::string>{"pipe.ini"});
+}
+
+TEST_F(HostileRuns, ARecordThatCannotBeWrittenIsNamedOnStandardError) {
+  const std::vector<std::string> calibrate = {"-interactive=false", "-Calibrate=true", "-Mode800x600x32=true"};
+  const std::string writeProtected = WriteProtectedMachine();
+  const std::string line = "raster-scan: cannot write the calibration record to ";
+  const std::string reason = "ZR_VIDEO.DAT: Read-only file system\n";
+
+  // No store yet: the read-back fails as the protocol says, and the reason is on standard error.
+  ProcessResult first = Run("ModeTest", calibrate, writeProtected);
+  EXPECT_EQ(first.Status, 1);
+  EXPECT_NE(first.Stdout.find("LogMessage 8 216 \"\" \"\"\nTestFailed 990660 \"\"\nEndOfTest\n"), std::string::npos)
+      << first.Stdout;
+  EXPECT_EQ(first.Stderr.find(line), 0u) << first.Stderr;
+  EXPECT_NE(first.Stderr.find(reason), std::string::npos) << first.Stderr;
+  EXPECT_EQ(FilesLeft(), std::set<std::string>{"write-protected.ini"});
+
+  // Older records: the protocol blames the screen (990408), standard error names the file, once for
+  // every record that could not be written, and the store is left as it was.
+  ASSERT_EQ(Run("ModeTest", calibrate).Status, 0);
+  Bytes older = Read("ZR_VIDEO.DAT");
+  for (size_t at = 0; at < older.size(); at += 32) older[at + 20] ^= 0x01;
+  Write("ZR_VIDEO.DAT", older);
+  ProcessResult second = Run("ModeTest", calibrate, writeProtected);
+  EXPECT_EQ(second.Status, 1);
+  EXPECT_NE(second.Stdout.find("ReportFailure 990408\nEndOfTest\n"), std::string::npos) << second.Stdout;
+  EXPECT_EQ(Count(second.Stderr, line), Count(second.Stdout, "LogMessage 14 206 ")) << second.Stderr;
+  EXPECT_GT(Count(second.Stderr, reason), 0u);
+  EXPECT_EQ(Read("ZR_VIDEO.DAT"), older);
+}
+
+}  // namespace
