@@ -1,7 +1,7 @@
 #include "config/DiagnosticConfiguration.h"
 
-#include "framework/TextHelpers.h"
 #include "platform/syscolor_brush.h"
+#include "text/TextHelpers.h"
 
 namespace {
 

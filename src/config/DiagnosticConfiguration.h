@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
-#include "config/IniBase.h"
 #include "platform/gdi.h"
+#include "text/IniBase.h"
 
 class DiagnosticConfiguration {
  public:

@@ -1,6 +1,6 @@
 #include "framework/CmdLineParser.h"
 
-#include "framework/TextHelpers.h"
+#include "text/TextHelpers.h"
 
 CmdLineParser::~CmdLineParser() = default;
 

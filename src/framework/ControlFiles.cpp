@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "framework/TextHelpers.h"
 #include "platform/system.h"
+#include "text/TextHelpers.h"
 
 namespace {
 

@@ -11,10 +11,10 @@
 #include "framework/KestDiag.h"
 #include "framework/KestException.h"
 #include "framework/Kestout.h"
-#include "framework/TextHelpers.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/system.h"
+#include "text/TextHelpers.h"
 
 // The test objects live until the process ends, and so does the registry that leads to them.
 std::map<std::string, KestDiag*>& DiagnosticManager::Tests = *new std::map<std::string, KestDiag*>;

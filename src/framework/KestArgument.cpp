@@ -2,7 +2,7 @@
 
 #include "framework/CmdLineParser.h"
 #include "framework/KestConstraint.h"
-#include "framework/TextHelpers.h"
+#include "text/TextHelpers.h"
 
 #include <vector>
 

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "framework/KestArgument.h"
-#include "framework/TextHelpers.h"
+#include "text/TextHelpers.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include "framework/KestArgument.h"
 #include "framework/KestConstraint.h"
 #include "framework/Kestout.h"
-#include "framework/TextHelpers.h"
 #include "platform/clock.h"
+#include "text/TextHelpers.h"
 
 std::string DiagnosticConfigurationPath = ".\\diagconf.ini";
 

@@ -5,7 +5,7 @@
 
 #include "framework/CmdLineParser.h"
 #include "framework/MessageCatalog.h"
-#include "framework/TextHelpers.h"
+#include "text/TextHelpers.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "framework/CmdLineParser.h"
-#include "framework/TextHelpers.h"
 #include "platform/profile.h"
+#include "text/TextHelpers.h"
 
 namespace {
 

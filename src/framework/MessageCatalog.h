@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "config/IniFile.h"
+#include "text/IniFile.h"
 
 // The override catalogue "x_<base>.msg" and the diagnostic's own "<base>.msg" of one folder,
 // consulted in that order. Whether each file exists is settled when the object is made.

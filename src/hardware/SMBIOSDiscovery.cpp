@@ -4,9 +4,9 @@
 #include <memory>
 
 #include "framework/KestException.h"
-#include "framework/TextHelpers.h"
 #include "hardware/WMIDiscovery.h"
 #include "platform/cpuid.h"
+#include "text/TextHelpers.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "framework/TextHelpers.h"
+#include "text/TextHelpers.h"
 
 namespace {
 

@@ -7,10 +7,10 @@
 #include <ctime>
 
 #include "framework/MessageCatalog.h"
-#include "framework/TextHelpers.h"
 #include "platform/display.h"
 #include "screen/CalibrationStore.h"
 #include "screen/ScreenPrompt.h"
+#include "text/TextHelpers.h"
 
 int32_t KeyOutcome = KeyUndecided;
 

@@ -3,12 +3,12 @@
 #include <cstring>
 
 #include "framework/Kestout.h"
-#include "framework/TextHelpers.h"
 #include "hardware/WMIDiscovery.h"
 #include "platform/clock.h"
 #include "platform/display.h"
 #include "platform/system.h"
 #include "screen/ScreenArguments.h"
+#include "text/TextHelpers.h"
 
 DisplayDeviceTableType DisplayDeviceTable;
 DirectDrawDeviceTableType DirectDrawDeviceTable;

@@ -1,6 +1,6 @@
 #include "screen/MissingFiles.h"
 
-#include "framework/TextHelpers.h"
+#include "text/TextHelpers.h"
 
 namespace {
 const size_t kLongest = 1024;

@@ -10,7 +10,6 @@
 #include "framework/KestDiag.h"
 #include "framework/KestException.h"
 #include "framework/Kestout.h"
-#include "framework/TextHelpers.h"
 #include "hardware/Devio.h"
 #include "platform/clock.h"
 #include "platform/display.h"
@@ -18,6 +17,7 @@
 #include "screen/CalibrationStore.h"
 #include "screen/FailureAnalysis.h"
 #include "screen/ScreenCapture.h"
+#include "text/TextHelpers.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 #include "framework/KestConstraint.h"
 #include "framework/KestException.h"
 #include "framework/Kestout.h"
-#include "framework/TextHelpers.h"
 #include "hardware/SetupDI.h"
 #include "platform/walltime.h"
+#include "text/TextHelpers.h"
 
 namespace {
 

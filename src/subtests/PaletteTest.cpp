@@ -8,13 +8,13 @@
 #include "framework/KestConstraint.h"
 #include "framework/KestException.h"
 #include "framework/Kestout.h"
-#include "framework/TextHelpers.h"
 #include "platform/clock.h"
 #include "screen/CalibrationStore.h"
 #include "screen/Confirmation.h"
 #include "screen/DisplayControl.h"
 #include "screen/ScreenArguments.h"
 #include "screen/ScreenFlow.h"
+#include "text/TextHelpers.h"
 
 namespace {
 

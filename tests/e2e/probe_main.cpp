@@ -10,9 +10,9 @@
 #include "framework/KestDiag.h"
 #include "framework/KestException.h"
 #include "framework/Kestout.h"
-#include "framework/TextHelpers.h"
 #include "platform/clock.h"
 #include "platform/platform.h"
+#include "text/TextHelpers.h"
 
 namespace {
 

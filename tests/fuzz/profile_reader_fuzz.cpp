@@ -9,8 +9,8 @@
 #include <cstring>
 #include <string>
 
-#include "config/IniFile.h"
 #include "platform/profile.h"
+#include "text/IniFile.h"
 
 namespace {
 

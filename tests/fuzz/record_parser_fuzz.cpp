@@ -9,7 +9,7 @@
 #include <string>
 
 #include "config/FileParser.h"
-#include "config/IniBase.h"
+#include "text/IniBase.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "config/IniBase.h"
+#include "text/IniBase.h"
 
 namespace {
 

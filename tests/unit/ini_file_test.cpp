@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "config/IniFile.h"
-#include "framework/TextHelpers.h"
+#include "text/IniFile.h"
+#include "text/TextHelpers.h"
 
 namespace {
 

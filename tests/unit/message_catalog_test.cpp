@@ -8,7 +8,7 @@
 #include <string>
 
 #include "framework/MessageCatalog.h"
-#include "framework/TextHelpers.h"
+#include "text/TextHelpers.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include "framework/TextHelpers.h"
 #include "platform/profile.h"
+#include "text/TextHelpers.h"
 #ifdef _WIN32
 #include "platform/wmi.h"
 #endif

@@ -7,12 +7,12 @@
 #include <gtest/gtest.h>
 
 #include "framework/DiagnosticManager.h"
-#include "framework/TextHelpers.h"
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/sim/clock_state.h"
 #include "platform/sim/machine.h"
 #include "platform/system.h"
+#include "text/TextHelpers.h"
 
 using platform::sim::Machine;
 using platform::sim::MachineText;

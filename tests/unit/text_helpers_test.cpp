@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "framework/TextHelpers.h"
+#include "text/TextHelpers.h"
 
 TEST(NumberPredicates, IntegerForms) {
   EXPECT_TRUE(IsInteger("0X1f"));

@@ -1,9 +1,9 @@
-#include "config/IniFile.h"
+#include "text/IniFile.h"
 
 #include <cstdint>
 
-#include "framework/TextHelpers.h"
 #include "platform/profile.h"
+#include "text/TextHelpers.h"
 
 namespace {
 

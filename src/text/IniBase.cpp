@@ -1,9 +1,9 @@
-#include "config/IniBase.h"
+#include "text/IniBase.h"
 
 #include <cstdio>
 
-#include "framework/TextHelpers.h"
 #include "platform/files.h"
+#include "text/TextHelpers.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "framework/TextHelpers.h"
+#include "text/TextHelpers.h"
 
 #include <cctype>
 #include <climits>
