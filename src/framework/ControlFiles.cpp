@@ -2,6 +2,9 @@
 
 #include <string>
 
+#include "framework/DiagnosticManager.h"
+#include "framework/KestException.h"
+#include "framework/Kestout.h"
 #include "platform/system.h"
 #include "text/TextHelpers.h"
 
@@ -35,3 +38,11 @@ bool IsTerminationRequested() {
 bool IsPauseRequested() { return Holds("\\lumora.ctl", "pause"); }
 
 bool IsResumeRequested() { return Holds("\\lumora.ctl", "resume"); }
+
+bool IsStopRequested() { return IsTerminationRequested() || IsConsoleInterrupted(); }
+
+void StopIfRequested() {
+  if (!IsStopRequested()) return;
+  Kestout::LogMessage(CategoryServiceErrors, 1, "");
+  throw new KestException(995000);
+}

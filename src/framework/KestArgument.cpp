@@ -7,10 +7,10 @@
 #include <vector>
 
 KestArgument::KestArgument(const std::string& name, int32_t type, const std::string& defaultValue,
-                           const std::string& description, bool required, KestConstraint* constraint, bool hidden,
-                           bool guiHidden)
-    : Name(name), Type(type), DefaultValue(defaultValue), Description(description), Required(required),
-      Constraint(constraint), Hidden(hidden), GuiHidden(guiHidden) {}
+                           const std::string& description, KestConstraint* constraint, ArgumentFlag flags)
+    : Name(name), Type(type), DefaultValue(defaultValue), Description(description),
+      Required(HasFlag(flags, ArgumentFlag::Required)), Constraint(constraint),
+      Hidden(HasFlag(flags, ArgumentFlag::Hidden)), GuiHidden(HasFlag(flags, ArgumentFlag::GuiHidden)) {}
 
 KestArgument::~KestArgument() { delete Constraint; }
 

@@ -6,13 +6,29 @@
 
 class KestConstraint;
 
+// What a declaration says of an argument beyond its value; combined with |.
+enum class ArgumentFlag : uint32_t {
+  None = 0,
+  Required = 1,   // the command line must give it
+  Hidden = 2,     // left out of the help
+  GuiHidden = 4,  // not offered by a graphical front end
+};
+
+constexpr ArgumentFlag operator|(ArgumentFlag a, ArgumentFlag b) {
+  return static_cast<ArgumentFlag>(static_cast<uint32_t>(a) | static_cast<uint32_t>(b));
+}
+
+constexpr bool HasFlag(ArgumentFlag flags, ArgumentFlag flag) {
+  return (static_cast<uint32_t>(flags) & static_cast<uint32_t>(flag)) != 0;
+}
+
 class KestArgument {
  public:
   enum Types { TypeString = 0, TypeInteger = 1, TypeBoolean = 2, TypeDouble = 3, TypeLargeInteger = 4 };
 
   // Takes over `constraint`.
   KestArgument(const std::string& name, int32_t type, const std::string& defaultValue, const std::string& description,
-               bool required, KestConstraint* constraint, bool hidden, bool guiHidden);
+               KestConstraint* constraint = nullptr, ArgumentFlag flags = ArgumentFlag::None);
   virtual ~KestArgument();
   KestArgument(const KestArgument&) = delete;
   KestArgument& operator=(const KestArgument&) = delete;

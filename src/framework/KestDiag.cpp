@@ -36,11 +36,10 @@ KestDiag::~KestDiag() {
 }
 
 void KestDiag::AddArgument(const std::string& name, int32_t type, const std::string& defaultValue,
-                           const std::string& description, bool required, KestConstraint* constraint, bool hidden,
-                           bool guiHidden) {
+                           const std::string& description, KestConstraint* constraint, ArgumentFlag flags) {
   KestArgument*& slot = Arguments[name];
   delete slot;
-  slot = new KestArgument(name, type, defaultValue, description, required, constraint, hidden, guiHidden);
+  slot = new KestArgument(name, type, defaultValue, description, constraint, flags);
 }
 
 std::string KestDiag::GetArgumentString(const std::string& name, const std::string& defaultValue) const {

@@ -6,7 +6,8 @@
 #include <map>
 #include <string>
 
-class KestArgument;
+#include "framework/KestArgument.h"
+
 class KestConstraint;
 
 // The value of -diagconf, set by every subtest's constructor; default ".\diagconf.ini".
@@ -31,8 +32,8 @@ class KestDiag {
 
   // Declares an argument; takes over `constraint`.
   void AddArgument(const std::string& name, int32_t type, const std::string& defaultValue,
-                   const std::string& description, bool required, KestConstraint* constraint, bool hidden,
-                   bool guiHidden);
+                   const std::string& description, KestConstraint* constraint = nullptr,
+                   ArgumentFlag flags = ArgumentFlag::None);
   const std::map<std::string, KestArgument*>& GetArguments() const { return Arguments; }
 
   // Command-line value if not empty, else the declared default if not empty, else `defaultValue`.

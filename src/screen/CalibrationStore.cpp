@@ -10,6 +10,7 @@
 #include "framework/KestException.h"
 #include "framework/Kestout.h"
 #include "hardware/Devio.h"
+#include "platform/debug_output.h"
 #include "platform/files.h"
 #include "platform/fullpath.h"
 #include "platform/gdi.h"
@@ -55,6 +56,14 @@ std::string HexWidth8(uint32_t value) {
   char text[16];
   std::snprintf(text, sizeof text, "%8x", value);
   return text;
+}
+
+// The protocol gives a mismatch its code; the debugger channel says what was expected and seen.
+void TellDebuggerOfMismatch(uint32_t testId, const std::string& mode, uint32_t stored, uint32_t found) {
+  char text[128];
+  std::snprintf(text, sizeof text, "Checksum mismatch: test 0x%x, mode %s, stored 0x%08x, found 0x%08x", testId,
+                mode.c_str(), stored, found);
+  platform::OutputDebugStringA(text);
 }
 
 // The protocol has no line for a store that cannot be written, and the compare that follows
@@ -218,7 +227,10 @@ int32_t VerifyScreenChecksum(uint32_t testId, uint32_t checksum, bool calibrateN
   Kestout::LogMessage(category, 210, mode);
   Kestout::LogMessage(category, 207, expected);
   Kestout::LogMessage(category, 208, actual);
-  if (!match) Kestout::LogMessage(category, 209, "");
+  if (!match) {
+    Kestout::LogMessage(category, 209, "");
+    TellDebuggerOfMismatch(testId, mode, key.Checksum, checksum);
+  }
   ScreenResult = match ? 1 : 0;
   return ScreenResult;
 }

@@ -55,51 +55,48 @@ std::string ModeArgumentName(const ScreenMode& mode) { return "-Mode" + ModeText
 
 void AddScreenArguments(KestDiag& test) {
   test.AddArgument("-interactive", KestArgument::TypeBoolean, "true", kInteractiveDescription,
-                   false, nullptr, false, true);
+                   nullptr, ArgumentFlag::GuiHidden);
   test.AddArgument("-Display", KestArgument::TypeInteger, "0", kDisplayDescription,
-                   false, new KestConstraint(0, KestConstraint::EqualToOrGreaterThan), false, false);
+                   new KestConstraint(0, KestConstraint::EqualToOrGreaterThan));
   test.AddArgument("-Retries", KestArgument::TypeInteger, "1", kRetriesDescription,
-                   false, new KestConstraint(0, 10), false, false);
-  test.AddArgument("-ActiveDisplay", KestArgument::TypeBoolean, "false", kActiveDisplayDescription,
-                   false, nullptr, false, false);
-  test.AddArgument("-TestAll", KestArgument::TypeBoolean, "false", kTestAllDescription, false, nullptr, false, true);
+                   new KestConstraint(0, 10));
+  test.AddArgument("-ActiveDisplay", KestArgument::TypeBoolean, "false", kActiveDisplayDescription);
+  test.AddArgument("-TestAll", KestArgument::TypeBoolean, "false", kTestAllDescription,
+                   nullptr, ArgumentFlag::GuiHidden);
   test.AddArgument("-HighMode", KestArgument::TypeBoolean, "false",
-                   "This option will select test to run in High Mode.",
-                   false, nullptr, false, false);
+                   "This option will select test to run in High Mode.");
   test.AddArgument("-Calibrate", KestArgument::TypeBoolean, "false", kCalibrateDescription,
-                   false, nullptr, false, true);
+                   nullptr, ArgumentFlag::GuiHidden);
   test.AddArgument("-AnalyzeEnable", KestArgument::TypeBoolean, "false",
                    "This option will select test to enable analysis mode.",
-                   false, nullptr, false, true);
+                   nullptr, ArgumentFlag::GuiHidden);
   test.AddArgument("-AnalyzeAlways", KestArgument::TypeBoolean, "false",
                    "This option will select test to run in always analyze mode.",
-                   false, nullptr, false, true);
+                   nullptr, ArgumentFlag::GuiHidden);
   test.AddArgument("-AnalyzeOnCalibrate", KestArgument::TypeBoolean, "false",
                    "This option will select test to run in always\n\tanalyze when calibrate is true.",
-                   false, nullptr, false, true);
+                   nullptr, ArgumentFlag::GuiHidden);
   test.AddArgument("-AnalyzeFault", KestArgument::TypeBoolean, "false",
                    "This option will select test to run Analysis on Fault.",
-                   false, nullptr, false, true);
+                   nullptr, ArgumentFlag::GuiHidden);
   test.AddArgument("-AnalyzeLogFile", KestArgument::TypeBoolean, "false",
                    "This option will select test to run Analysis on log.",
-                   false, nullptr, false, true);
+                   nullptr, ArgumentFlag::GuiHidden);
   test.AddArgument("-TestAllResolutions", KestArgument::TypeBoolean, "false",
-                   "This option will select to run the test with all supported resolutions",
-                   false, nullptr, false, false);
+                   "This option will select to run the test with all supported resolutions");
   test.AddArgument("-Prompt", KestArgument::TypeInteger, "0", kPromptDescription,
-                   false, new KestConstraint(0, KestConstraint::EqualToOrGreaterThan), false, false);
+                   new KestConstraint(0, KestConstraint::EqualToOrGreaterThan));
   test.AddArgument("-CaptureScreen", KestArgument::TypeBoolean, "false", kCaptureScreenDescription,
-                   false, nullptr, false, true);
+                   nullptr, ArgumentFlag::GuiHidden);
   test.AddArgument("-ScreenshotDir", KestArgument::TypeString, "", kScreenshotDirDescription,
-                   false, nullptr, false, true);
+                   nullptr, ArgumentFlag::GuiHidden);
   test.AddArgument("-VerifyChecksum", KestArgument::TypeBoolean, "true", kVerifyChecksumDescription,
-                   false, nullptr, false, true);
-  test.AddArgument("-CreateGenericCalibration", KestArgument::TypeBoolean, "false", kGenericCalibrationDescription,
-                   false, nullptr, false, false);
+                   nullptr, ArgumentFlag::GuiHidden);
+  test.AddArgument("-CreateGenericCalibration", KestArgument::TypeBoolean, "false", kGenericCalibrationDescription);
 }
 
 void AddModeArguments(KestDiag& test) {
   for (const ScreenMode& mode : kModes.Rows)
     test.AddArgument(ModeArgumentName(mode), KestArgument::TypeBoolean, "false",
-                     "This selects " + ModeText(mode) + " resolution for testing.", false, nullptr, false, false);
+                     "This selects " + ModeText(mode) + " resolution for testing.");
 }

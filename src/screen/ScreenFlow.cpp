@@ -15,7 +15,6 @@
 #include "platform/display.h"
 #include "platform/syscolor_brush.h"
 #include "screen/CalibrationStore.h"
-#include "screen/FailureAnalysis.h"
 #include "screen/ScreenCapture.h"
 #include "text/TextHelpers.h"
 
@@ -39,6 +38,10 @@ std::string ModeText(int32_t width, int32_t height, int32_t bits) {
 const platform::Guid* DeviceGuid(const DirectDrawDeviceEntry& device) {
   const platform::Guid none{};
   return std::memcmp(&device.Guid, &none, sizeof none) == 0 ? nullptr : &device.Guid;
+}
+
+void Mark(int32_t percentage) {
+  if (percentage != NoPercentage) Kestout::UpdatePercentage(percentage);
 }
 
 }  // namespace
@@ -66,13 +69,6 @@ void RequireCalibrationFile(bool calibrate, bool interactive, bool verifyChecksu
     Raise(990695, CategoryServiceErrors, 15, kCalibrationFile);
 }
 
-bool StopRequested() { return IsTerminationRequested() || IsConsoleInterrupted(); }
-
-void StopRun() {
-  Kestout::LogMessage(CategoryServiceErrors, 1, "");
-  throw new KestException(995000);
-}
-
 void RunMessageLoop() {
   platform::Msg message;
   while (platform::GetMessageA(&message, 0, 0, 0) > 0) {
@@ -92,9 +88,10 @@ int32_t KeyOutcomeCode(int32_t outcome) {
   }
 }
 
-ScreenFlow::ScreenFlow(KestDiag& test, const ScreenSubtestTraits& traits,
-                       std::function<void(platform::Hwnd, platform::Hdc)> draw)
-    : Test(test), Traits(traits), Draw(std::move(draw)) {}
+ScreenFlow::ScreenFlow(KestDiag& test, const ScreenSubtestTraits& traits) : Test(test), Traits(traits) {
+  if (Traits.Session == SessionSetUp::AtConstruction) SetUpSession();
+  else if (Traits.Session == SessionSetUp::BareAtConstruction) Session = new DirectDrawSession();
+}
 
 ScreenFlow::~ScreenFlow() { delete Session; }
 
@@ -126,64 +123,68 @@ void ScreenFlow::ReadSettings() {
   s.ScreenshotDir = Test.GetArgumentString("-ScreenshotDir", "");
   s.VerifyChecksum = Test.GetArgumentBool("-VerifyChecksum", true);
   s.CreateGenericCalibration = Test.GetArgumentBool("-CreateGenericCalibration", false);
+  LegacyModeCall = UseLegacyModeCall();
+}
+
+void ScreenFlow::ReadRows() {
   Rows.clear();
   ModeSelected.clear();
   for (int row = 0; row < ScreenModeCount; ++row) {
     Rows.push_back(GetScreenMode(row));
     ModeSelected.push_back(Test.GetArgumentBool(ModeArgumentName(GetScreenMode(row)), false) ? 1 : 0);
   }
-  LegacyModeCall = UseLegacyModeCall();
-}
-
-bool ScreenFlow::Run(const RunHooks& hooks) {
-  Kestout::UpdatePercentage(0);
-  bool pass = true;
-  int32_t code = 0;
-  const bool modeTest = Traits.Kind == ScreenSubtestKind::Mode;
-  const bool bltTest = Traits.Kind == ScreenSubtestKind::Blt;
-
-  if (modeTest) SetUpSession();
-  if (modeTest && StopRequested()) StopRun();
-  PrepareCalibration(Test.GetArgumentBool("-Calibrate", false), Test.GetArgumentBool("-CreateGenericCalibration", false));
-  if (!modeTest && StopRequested()) StopRun();
-
-  ReadSettings();
-  if (hooks.ExtraRow) {
+  if (Traits.ExtraRow) {
     ScreenMode row{0, 0, 0};
-    const bool selected = hooks.ExtraRow(row);
+    const bool selected = Traits.ExtraRow(*this, row);
     Rows.push_back(row);
     ModeSelected.push_back(selected ? 1 : 0);
   }
-  RequireCalibrationFile(Settings.Calibrate, Settings.Interactive, Settings.VerifyChecksum);
+}
 
+void ScreenFlow::StartRun() {
+  Kestout::UpdatePercentage(0);
+  if (Traits.Session == SessionSetUp::InRun) SetUpSession();
+  if (Traits.StopCheckFirst) StopIfRequested();
+  PrepareCalibration(Test.GetArgumentBool("-Calibrate", false), Test.GetArgumentBool("-CreateGenericCalibration", false));
+  if (!Traits.StopCheckFirst) StopIfRequested();
+  ReadSettings();
+  RequireCalibrationFile(Settings.Calibrate, Settings.Interactive, Settings.VerifyChecksum);
   Kestout::UpdatePercentage(1);
-  if (Traits.Kind != ScreenSubtestKind::Line) AnalysisLogEnabled = Settings.AnalyzeLogFile ? 1 : 0;
+}
+
+bool ScreenFlow::Run() {
+  bool pass = true;
+  int32_t code = 0;
+  StartRun();
+  ReadRows();
+  if (Traits.Dumps) AnalysisLogEnabled = Settings.AnalyzeLogFile ? 1 : 0;
   if (!Settings.Interactive) SetCalibrating(Settings.Calibrate);
   ScreenPassed = Settings.Interactive;
-  if (hooks.FileCheck) hooks.FileCheck();
+  if (Traits.FileCheck) Traits.FileCheck();
   Kestout::LogMessage(CategorySubtests, 2, "");
 
   Kestout::UpdatePercentage(5);
   StartMode = ReadScreenMode();
-  if (modeTest) {
-    if (hooks.ModeChecks) hooks.ModeChecks(pass, code);
+  if (Traits.ModeChecks) {
+    Traits.ModeChecks(*this, pass, code);
     Kestout::UpdatePercentage(8);
   }
   ChooseConfirmationDigits();
   platform::Sleep(20);
 
-  if (Settings.ActiveDisplay && (!modeTest || code == 0)) {
+  // A code from the mode checks settles the run without the secondary displays.
+  if (Settings.ActiveDisplay && code == 0) {
     const int32_t attached = AttachSecondaryDisplays();
     pass = attached == 1;
     if (!pass) code = attached;
   }
-  Kestout::UpdatePercentage(modeTest ? 12 : 10);
+  Kestout::UpdatePercentage(Traits.AttachedPercentage);
 
   bool mainPassRan = false;
-  if (pass && !(modeTest && CheckMode)) {
+  if (pass && !CheckMode) {
     mainPassRan = true;
     code = RunMainPass();
-    if (!modeTest) Kestout::UpdatePercentage(50);
+    Mark(Traits.MainPassPercentage);
     if (code == 1) pass = true;
     else if (code <= 0) pass = false;
     else if (code == UnfinishedCode) Raise(990356, CategoryDeviceErrors, 68, "");
@@ -193,51 +194,18 @@ bool ScreenFlow::Run(const RunHooks& hooks) {
   if (Settings.ActiveDisplay && mainPassRan) {
     const int32_t detached = DetachSecondaryDisplays();
     if (pass && detached != 1) {
-      code = bltTest ? DetachFailedCode : -DetachFailedCode;
+      code = Traits.DetachFailedCode;
       pass = false;
       detachFailed = true;
     }
   }
-  if (!detachFailed) code = DecideAndConfirm(pass, code);
-
-  if (StopRequested()) StopRun();
-  if (pass) {
-    Kestout::LogMessage(CategorySubtests, 3, "");
-    if (Settings.Calibrate) Kestout::LogMessage(CategorySubtests, 201, "");
-    else Kestout::UpdatePercentage(100);
-    return true;
-  }
-  const int64_t magnitude = std::llabs(static_cast<int64_t>(code));
-  if (magnitude == 73) Raise(990358, CategoryDeviceErrors, 73, "");
-  if (magnitude == UnfinishedCode) Raise(990356, CategoryDeviceErrors, 68, "");
-  if (magnitude != 0) Kestout::ReportFailure(ToText(magnitude));
-  return false;
+  if (!detachFailed) code = Confirm(pass, code);
+  return Conclude(pass, code);
 }
 
-int32_t ScreenFlow::DecideAndConfirm(bool& pass, int32_t code) {
-  int32_t rounds = 10;
-  switch (Traits.Kind) {
-    case ScreenSubtestKind::Mode: return code;
-    case ScreenSubtestKind::Blt:
-      if (pass && !Settings.Calibrate) {
-        pass = code == 1;
-        return code;
-      }
-      if (code != 1 || Settings.Interactive) {
-        pass = false;
-        return code;
-      }
-      if (Settings.AnalyzeEnable) rounds = 0;
-      break;
-    case ScreenSubtestKind::Line:
-      if (pass && !Settings.Calibrate && code == 1) return code;
-      if (code < 1) return code;
-      if (Settings.Interactive) {
-        pass = false;
-        return code;
-      }
-      break;
-  }
+int32_t ScreenFlow::Confirm(bool& pass, int32_t code) {
+  const int32_t rounds = Traits.Confirmation ? Traits.Confirmation(Settings, pass, code) : NoConfirmation;
+  if (rounds == NoConfirmation) return code;
   for (int32_t round = 0; round < rounds; ++round) {
     code = RunConfirmationRound();
     Kestout::UpdatePercentage(90);
@@ -251,86 +219,113 @@ int32_t ScreenFlow::DecideAndConfirm(bool& pass, int32_t code) {
   return code;
 }
 
+bool ScreenFlow::Conclude(bool pass, int32_t code) {
+  StopIfRequested();
+  if (pass) {
+    Kestout::LogMessage(CategorySubtests, 3, "");
+    if (Settings.Calibrate) Kestout::LogMessage(CategorySubtests, 201, "");
+    else Kestout::UpdatePercentage(100);
+    return true;
+  }
+  const int64_t magnitude = std::llabs(static_cast<int64_t>(code));
+  if (magnitude == 73) Raise(990358, CategoryDeviceErrors, 73, "");
+  if (magnitude == UnfinishedCode) Raise(990356, CategoryDeviceErrors, 68, "");
+  if (magnitude != 0) Kestout::ReportFailure(ToText(magnitude));
+  else if (Traits.NoCodeFailure != 0) Kestout::ReportFailure(ToText(Traits.NoCodeFailure));
+  return false;
+}
+
+// What one pass over the displays does and reports. The main pass walks the mode table; a
+// confirmation round shows the failed mode again.
+struct ScreenFlow::PassSteps {
+  int32_t Started = NoPercentage;        // after the screen result is set
+  int32_t DevicesLoaded = NoPercentage;  // after the devices are loaded
+  int32_t BeforeWork = 0;                // around the work on the chosen display
+  int32_t AfterWork = 0;
+  int32_t FirstDevice = 0;               // the running percentage over every device starts here
+  int32_t BeforeRestore = 0;             // around the restore of the start mode
+  int32_t AfterRestore = 0;
+  int32_t BadDisplayCode = 0;
+  void (ScreenFlow::*Work)(const DirectDrawDeviceEntry* device, bool chosenDisplay) = nullptr;
+};
+
 int32_t ScreenFlow::RunMainPass() {
-  const bool modeTest = Traits.Kind == ScreenSubtestKind::Mode;
-  DeviceCount = 0;
-  SetScreenResult(1);
-  if (Settings.ActiveDisplay) LoadDirectDrawDevices(Devices, DeviceCount);
-  if (!modeTest) Kestout::UpdatePercentage(12);
-
-  if (PlanDisplays(DeviceCount, Settings.Display, Settings.ActiveDisplay, Settings.TestAll) == DisplayPlan::BadDisplay) {
-    if (Traits.Kind == ScreenSubtestKind::Blt) SetScreenResult(0);
-    return Traits.BadDisplayCode;
-  }
-
-  int32_t code = 1;
-  if (!(Settings.TestAll && Settings.ActiveDisplay)) {
-    Kestout::UpdatePercentage(20);
-    if (!UseDeviceGuid(DeviceCount)) RunAllModes();
-    else RunAllModesOnDevice(Devices[Settings.Display]);
-    code = KeyOutcomeCode(KeyOutcome);
-    Kestout::UpdatePercentage(25);
-  } else {
-    int32_t percent = 15;
-    for (uint32_t device = 0; device < DeviceCount; ++device) {
-      percent += 2 * static_cast<int32_t>(device);
-      Kestout::UpdatePercentage(percent);
-      ChooseConfirmationDigits();
-      if (UseDeviceGuid(DeviceCount)) RunAllModesOnDevice(Devices[device]);
-      else RunAllModes();
-      code = KeyOutcomeCode(KeyOutcome);
-    }
-  }
-
-  Kestout::UpdatePercentage(40);
-  SetDisplayMode(StartMode.Width, StartMode.Height, StartMode.BitsPerPixel);
-  Kestout::UpdatePercentage(45);
-  return code != 1 ? code : GetScreenResult();
+  PassSteps mainPass;
+  mainPass.DevicesLoaded = Traits.DevicesLoadedPercentage;
+  mainPass.BeforeWork = 20;
+  mainPass.AfterWork = 25;
+  mainPass.FirstDevice = 15;
+  mainPass.BeforeRestore = 40;
+  mainPass.AfterRestore = 45;
+  mainPass.BadDisplayCode = Traits.BadDisplayCode;
+  mainPass.Work = &ScreenFlow::WalkModes;
+  return RunPass(mainPass);
 }
 
 int32_t ScreenFlow::RunConfirmationRound() {
+  PassSteps round;
+  round.Started = 55;
+  round.DevicesLoaded = 58;
+  round.BeforeWork = 65;
+  round.AfterWork = 75;
+  round.FirstDevice = 60;
+  round.BeforeRestore = 80;
+  round.AfterRestore = 85;
+  round.BadDisplayCode = Traits.BadDisplayRoundCode;
+  round.Work = &ScreenFlow::ShowFailedMode;
+  return RunPass(round);
+}
+
+int32_t ScreenFlow::RunPass(const PassSteps& steps) {
   DeviceCount = 0;
   SetScreenResult(1);
-  Kestout::UpdatePercentage(55);
+  Mark(steps.Started);
   if (Settings.ActiveDisplay) LoadDirectDrawDevices(Devices, DeviceCount);
-  Kestout::UpdatePercentage(58);
+  Mark(steps.DevicesLoaded);
 
   if (PlanDisplays(DeviceCount, Settings.Display, Settings.ActiveDisplay, Settings.TestAll) == DisplayPlan::BadDisplay) {
-    if (Traits.Kind == ScreenSubtestKind::Line) return -1;
-    SetScreenResult(0);
-    return Traits.BadDisplayCode;
+    if (Traits.BadDisplayClearsResult) SetScreenResult(0);
+    return steps.BadDisplayCode;
   }
 
+  // With fewer than 3 devices the work goes to the default device.
+  const bool named = UseDeviceGuid(DeviceCount);
   int32_t code = 1;
   if (!(Settings.TestAll && Settings.ActiveDisplay)) {
-    Kestout::UpdatePercentage(65);
-    if (!UseDeviceGuid(DeviceCount)) {
-      ShowTestWindow(FailedMode.Width, FailedMode.Height, FailedMode.BitsPerPixel);
-    } else if (Traits.Kind == ScreenSubtestKind::Line) {
-      RunAllModesOnDevice(Devices[Settings.Display]);
-    } else {
-      ShowTestWindowOnDevice(FailedMode.Width, FailedMode.Height, FailedMode.BitsPerPixel,
-                             DeviceGuid(Devices[Settings.Display]));
-    }
+    Kestout::UpdatePercentage(steps.BeforeWork);
+    (this->*steps.Work)(named ? &Devices[Settings.Display] : nullptr, true);
     code = KeyOutcomeCode(KeyOutcome);
-    Kestout::UpdatePercentage(75);
+    Kestout::UpdatePercentage(steps.AfterWork);
   } else {
-    int32_t percent = 60;
+    int32_t percent = steps.FirstDevice;
     for (uint32_t device = 0; device < DeviceCount; ++device) {
       percent += 2 * static_cast<int32_t>(device);
       Kestout::UpdatePercentage(percent);
       ChooseConfirmationDigits();
-      if (UseDeviceGuid(DeviceCount))
-        ShowTestWindowOnDevice(FailedMode.Width, FailedMode.Height, FailedMode.BitsPerPixel, DeviceGuid(Devices[device]));
-      else
-        ShowTestWindow(FailedMode.Width, FailedMode.Height, FailedMode.BitsPerPixel);
+      (this->*steps.Work)(named ? &Devices[device] : nullptr, false);
       code = KeyOutcomeCode(KeyOutcome);
     }
   }
+  return RestoreStartMode(steps.BeforeRestore, steps.AfterRestore, code);
+}
 
-  Kestout::UpdatePercentage(80);
+void ScreenFlow::WalkModes(const DirectDrawDeviceEntry* device, bool /*chosenDisplay*/) {
+  if (device != nullptr) RunAllModesOnDevice(*device);
+  else RunAllModes();
+}
+
+// If no screen failed in this run, FailedMode is all zero and the window is not shown.
+void ScreenFlow::ShowFailedMode(const DirectDrawDeviceEntry* device, bool chosenDisplay) {
+  const DisplayModeEntry mode = FailedMode;
+  if (device == nullptr) ShowTestWindow(mode.Width, mode.Height, mode.BitsPerPixel);
+  else if (chosenDisplay && Traits.RoundWalksDevice) RunAllModesOnDevice(*device);
+  else ShowTestWindowOnDevice(mode.Width, mode.Height, mode.BitsPerPixel, DeviceGuid(*device));
+}
+
+int32_t ScreenFlow::RestoreStartMode(int32_t percentageBefore, int32_t percentageAfter, int32_t code) {
+  Kestout::UpdatePercentage(percentageBefore);
   SetDisplayMode(StartMode.Width, StartMode.Height, StartMode.BitsPerPixel);
-  Kestout::UpdatePercentage(85);
+  Kestout::UpdatePercentage(percentageAfter);
   return code != 1 ? code : GetScreenResult();
 }
 
@@ -375,11 +370,14 @@ void ScreenFlow::RunMode(bool rowSelected, int32_t width, int32_t height, int32_
       return;
     }
   }
+  ShowWithRetries(width, height, bits);
+}
+
+void ScreenFlow::ShowWithRetries(int32_t width, int32_t height, int32_t bits) {
   RetriesLeft = Settings.Retries;
   for (;;) {
     ShowTestWindow(width, height, bits);
-    WrongKeys = 0;
-    ChooseConfirmationDigits();
+    AfterWindow();
     // An operator's retries are the wrong keys; only a checksum is shown again.
     if (Settings.Interactive || ScreenPassed || RetriesLeft < 1) return;
     Kestout::LogMessage(CategoryServiceErrors, 20000, "Retrying due to Checksum failure...");
@@ -387,62 +385,69 @@ void ScreenFlow::RunMode(bool rowSelected, int32_t width, int32_t height, int32_
   }
 }
 
+void ScreenFlow::AfterWindow() {
+  if (!Traits.RenewsDigits) return;
+  WrongKeys = 0;
+  ChooseConfirmationDigits();
+}
+
 void ScreenFlow::RunModeOnDevice(bool& shownBefore, bool rowSelected, int32_t width, int32_t height, int32_t bits,
                                  const platform::Guid* guid) {
   auto show = [&] {
     ShowTestWindowOnDevice(width, height, bits, guid);
-    WrongKeys = 0;
-    ChooseConfirmationDigits();
+    AfterWindow();
   };
-  if (Settings.HighMode && IsHighMode(width, height, bits)) {
-    if (!ModeAvailable(width, height, bits)) return;
+  // The first window on the device, then one more only while the screens before it passed.
+  auto showWhileGood = [&] {
     if (!shownBefore) {
       show();
       shownBefore = true;
-      return;
+    } else if (GetScreenResult() == 1) {
+      show();
     }
-    if (GetScreenResult() == 1) show();
+  };
+  if (Settings.HighMode && IsHighMode(width, height, bits)) {
+    if (ModeAvailable(width, height, bits)) showWhileGood();
     return;
   }
   if (!rowSelected && !Settings.Calibrate && !Settings.TestAllResolutions) return;
   if (Settings.HighMode) return;
-  if (!ModeAvailable(width, height, bits)) {
-    if (Traits.Kind == ScreenSubtestKind::Blt) {
-      SetScreenResult(Settings.Calibrate ? 1 : ChecksumMismatchCode);
+  const bool available = ModeAvailable(width, height, bits);
+  switch (Traits.OnDevice) {
+    case DeviceWalk::EveryRow:
+      if (available) show();
+      else SetScreenResult(Settings.Calibrate ? 1 : ChecksumMismatchCode);
+      return;
+    case DeviceWalk::WhileGood: {
+      if (available) {
+        showWhileGood();
+        return;
+      }
+      const bool wasShown = shownBefore;
+      shownBefore = true;
+      if (wasShown && GetScreenResult() != 1) return;
+      SetScreenResult(1);
       return;
     }
-    const bool wasShown = shownBefore;
-    shownBefore = true;
-    if (wasShown && GetScreenResult() != 1) return;
-    SetScreenResult(1);
-    return;
   }
-  if (Traits.Kind == ScreenSubtestKind::Blt) {
-    show();
-    return;
-  }
-  if (!shownBefore) {
-    show();
-    shownBefore = true;
-    return;
-  }
-  if (GetScreenResult() == 1) show();
 }
 
 DirectDrawSession* ScreenFlow::ShowTestWindow(int32_t width, int32_t height, int32_t bits) {
-  if (Traits.Kind == ScreenSubtestKind::Mode) SetDisplayMode(width, height, bits);
-  return ShowWindowOn(width, height, bits, nullptr, false);
+  if (Traits.SetsModeFirst) SetDisplayMode(width, height, bits);
+  return Show(WindowFor(width, height, bits));
 }
 
 DirectDrawSession* ScreenFlow::ShowTestWindowOnDevice(int32_t width, int32_t height, int32_t bits,
                                                       const platform::Guid* guid) {
   SetDisplayMode(width, height, bits);
-  return ShowWindowOn(width, height, bits, guid, true);
+  TestWindow window = WindowFor(width, height, bits);
+  window.Device = guid;
+  // A window on a named device always goes through DirectDraw.
+  window.WithoutDirectDrawOnMiniNt = false;
+  return Show(window);
 }
 
-DirectDrawSession* ScreenFlow::ShowWindowOn(int32_t width, int32_t height, int32_t bits, const platform::Guid* guid,
-                                            bool onDevice) {
-  if (width == 0) return Session;
+TestWindow ScreenFlow::WindowFor(int32_t width, int32_t height, int32_t bits) {
   TestWindow window;
   window.Name = Traits.WindowName;
   window.Proc = &ScreenFlow::TestWindowProc;
@@ -450,12 +455,14 @@ DirectDrawSession* ScreenFlow::ShowWindowOn(int32_t width, int32_t height, int32
   window.Width = width;
   window.Height = height;
   window.Bits = bits;
-  window.Device = guid;
-  window.WithoutDirectDrawOnMiniNt = !onDevice;
   window.RefreshRate = RefreshRate;
   window.LegacyModeCall = LegacyModeCall;
-  // ModeTest keeps quiet about a Windows PE window that ended in a failure.
-  window.QuietAfterFailure = Traits.Kind == ScreenSubtestKind::Mode;
+  window.QuietAfterFailure = Traits.QuietAfterFailure;
+  return window;
+}
+
+DirectDrawSession* ScreenFlow::Show(const TestWindow& window) {
+  if (window.Width == 0) return Session;
   ShowFullScreenWindow(*Session, window, PendingFailure);
   return Session;
 }
@@ -534,15 +541,13 @@ platform::LResult PLATFORM_CALLBACK ScreenFlow::TestWindowProc(platform::Hwnd wi
     const auto* create = reinterpret_cast<const platform::CreateStructA*>(lParam);
     platform::SetWindowLongPtrA(window, 0, reinterpret_cast<intptr_t>(create->CreateParams));
     flow = static_cast<ScreenFlow*>(create->CreateParams);
-    // LineTest lets a stop request close an open window.
-    if (flow != nullptr && flow->Traits.Kind == ScreenSubtestKind::Line) platform::SetTimer(window, 0, 10, nullptr);
+    if (flow != nullptr && flow->Traits.StopTimer) platform::SetTimer(window, 0, 10, nullptr);
     return 0;
   }
   if (flow == nullptr) return platform::DefWindowProcA(window, message, wParam, lParam);
-  const bool lineTest = flow->Traits.Kind == ScreenSubtestKind::Line;
   switch (message) {
     case platform::WmDestroy:
-      if (lineTest) platform::KillTimer(window, 0);
+      if (flow->Traits.StopTimer) platform::KillTimer(window, 0);
       platform::PostQuitMessage(0);
       return 0;
     case platform::WmPaint:
@@ -554,7 +559,7 @@ platform::LResult PLATFORM_CALLBACK ScreenFlow::TestWindowProc(platform::Hwnd wi
     case platform::WmTimer:
       if (wParam == 1) {
         platform::SendMessageA(window, platform::WmPaint, 0, 0);
-      } else if (wParam == 0 && lineTest && IsTerminationRequested()) {
+      } else if (wParam == 0 && flow->Traits.StopTimer && IsTerminationRequested()) {
         platform::KillTimer(window, 0);
         platform::DestroyWindow(window);
       }
@@ -568,13 +573,25 @@ platform::LResult PLATFORM_CALLBACK ScreenFlow::TestWindowProc(platform::Hwnd wi
 }
 
 void ScreenFlow::HandleKey(uint32_t key, platform::Hwnd window) {
-  HandleSingleDigitKey(key, window, Traits.Keys, Settings.Retries, WrongKeys, Test.GetSubtestName());
+  switch (Traits.Digits) {
+    case DigitScreen::OneGreen:
+      HandleSingleDigitKey(key, window, Traits.Keys, Settings.Retries, WrongKeys, Test.GetSubtestName());
+      return;
+    case DigitScreen::RedGreenBlue:
+      HandleThreeDigitKey(key, window, Settings.Retries, WrongKeys, RedConfirmed, GreenConfirmed,
+                          Test.GetSubtestName());
+      return;
+  }
 }
 
 void ScreenFlow::Paint(platform::Hwnd window) {
+  if (Traits.Paint) {
+    Traits.Paint(*this, window);
+    return;
+  }
   platform::PaintStruct paint;
   const platform::Hdc dc = platform::BeginPaint(window, &paint);
-  if (Draw) Draw(window, dc);
+  if (Traits.Draw) Traits.Draw(*this, window, dc);
   if (Settings.Interactive) {
     DrawConfirmationDigit(dc, static_cast<uint32_t>(Settings.Prompt));
     platform::EndPaint(window, &paint);
@@ -589,50 +606,58 @@ void ScreenFlow::CaptureScreen() {
                         Settings.ScreenshotDir);
 }
 
-void ScreenFlow::VerifyScreen(platform::Hwnd window) {
-  const bool lineTest = Traits.Kind == ScreenSubtestKind::Line;
-  const platform::Hdc display = platform::CreateDCA("Display", nullptr, nullptr, nullptr);
-  std::string calName, falName, logName;
-  bool named = false;
-  if (!lineTest) {
-    const DisplayModeEntry screen = ReadScreenMode();
-    named = GetDumpFileNames(Traits.Kind == ScreenSubtestKind::Mode ? AnalysisSubtest::ModeTest : AnalysisSubtest::BltTest,
-                             screen.Width, screen.Height, screen.BitsPerPixel, calName, falName, logName);
-  }
-
-  // The sum; ModeTest waits first in every case, BltTest not when it dumps with the sum.
-  switch (Traits.Kind) {
-    case ScreenSubtestKind::Mode:
-      if (Settings.VerifyChecksum) {
-        platform::Sleep(1000);
-        if (Settings.AnalyzeAlways) Session->ChecksumAndDumpSurface(falName);
-        else Session->ChecksumSurface();
-      }
-      break;
-    case ScreenSubtestKind::Blt:
+void ScreenFlow::TakeSum(const std::string& dumpName) {
+  switch (Traits.Sum) {
+    case SumTiming::WaitThenSum:
+      if (!Settings.VerifyChecksum) return;
+      platform::Sleep(1000);
+      if (Settings.AnalyzeAlways) Session->ChecksumAndDumpSurface(dumpName);
+      else Session->ChecksumSurface();
+      return;
+    case SumTiming::DumpAtOnce:
       if (Settings.AnalyzeAlways) {
-        Session->ChecksumAndDumpSurface(falName);
+        Session->ChecksumAndDumpSurface(dumpName);
       } else if (Settings.VerifyChecksum) {
         platform::Sleep(1000);
         Session->ChecksumSurface();
       }
-      break;
-    case ScreenSubtestKind::Line:
+      return;
+    case SumTiming::WaitAlways:
       platform::Sleep(1000);
       if (Settings.VerifyChecksum) Session->ChecksumSurface();
-      break;
+      return;
   }
+}
 
+void ScreenFlow::VerifyScreen(platform::Hwnd window) {
+  // Only an unattended window is judged by its sum.
+  if (Settings.Interactive) return;
+  // The analysis reads the display through a context of its own and needs the names of the dumps.
+  platform::Hdc display = 0;
+  std::string calName, falName, logName;
+  bool named = false;
+  if (Traits.Dumps) {
+    display = platform::CreateDCA("Display", nullptr, nullptr, nullptr);
+    const DisplayModeEntry screen = ReadScreenMode();
+    named = GetDumpFileNames(*Traits.Dumps, screen.Width, screen.Height, screen.BitsPerPixel, calName, falName,
+                             logName);
+  }
+  auto close = [display, window] {
+    if (display != 0) platform::DeleteDC(display);
+    platform::DestroyWindow(window);
+  };
+
+  TakeSum(falName);
+  if (Traits.ResultZeroUntilVerdict) SetScreenResult(0);
   if (!Settings.VerifyChecksum) {
     ScreenPassed = true;
     KeyOutcome = KeyConfirmed;
     SetScreenResult(1);
-    platform::DeleteDC(display);
-    platform::DestroyWindow(window);
+    close();
     return;
   }
 
-  if (!lineTest && named && Settings.Calibrate && Settings.AnalyzeOnCalibrate) Session->DumpSurfaceWhite(calName);
+  if (named && Settings.Calibrate && Settings.AnalyzeOnCalibrate) Session->DumpSurfaceWhite(calName);
   int32_t verdict = 0;
   try {
     verdict = VerifyScreenChecksum(Traits.TestId, Session->Checksum, false);
@@ -640,25 +665,23 @@ void ScreenFlow::VerifyScreen(platform::Hwnd window) {
     // A C++ exception must not unwind through the system's dispatch frames: end the window and
     // raise it again behind the message loop.
     PendingFailure = std::current_exception();
-    platform::DeleteDC(display);
-    platform::DestroyWindow(window);
+    close();
     return;
   }
   if (verdict == 1) {
-    if (Settings.CaptureScreen && Settings.Calibrate) CaptureScreen();
+    if (Captures() && Settings.Calibrate) CaptureScreen();
     ScreenPassed = true;
     KeyOutcome = KeyConfirmed;
     SetScreenResult(1);
   } else {
-    if (!lineTest && named && !Settings.Calibrate && Settings.AnalyzeEnable)
+    if (named && !Settings.Calibrate && Settings.AnalyzeEnable)
       AnalyzeFailedScreen(*Session, display, Settings.AnalyzeAlways, calName, falName, logName);
     KeyOutcome = KeyChecksumMismatch;
-    if (Settings.CaptureScreen) CaptureScreen();
+    if (Captures()) CaptureScreen();
     FailedMode = ReadScreenMode();
     ScreenPassed = false;
     SetScreenResult(ChecksumMismatchCode);
   }
-  if (lineTest) platform::KillTimer(window, 0);
-  platform::DeleteDC(display);
-  platform::DestroyWindow(window);
+  if (Traits.StopTimer) platform::KillTimer(window, 0);
+  close();
 }

@@ -3,14 +3,11 @@
 #include "framework/KestArgument.h"
 #include "framework/KestException.h"
 #include "framework/Kestout.h"
-#include "screen/CalibrationStore.h"
 #include "screen/MissingFiles.h"
 #include "screen/ScreenArguments.h"
+#include "subtests/ScreenSubtestTable.h"
 
 namespace {
-
-const ScreenSubtestTraits kTraits = {ScreenSubtestKind::Blt, BltTestId, "Blt Test", "BltTest", DetachFailedCode,
-                                     TestKeyCodes{-50, -51, -999, 0, false}};
 
 const uint32_t kMissingMedia = 990618;
 const char* const kBitmapName = "Ball.bmp";
@@ -23,23 +20,15 @@ const uint32_t BltTest::RasterOperations[RasterOperationCount] = {
     platform::NotSrcErase, platform::PatCopy, platform::PatInvert, platform::MergePaint, platform::PatPaint,
     platform::SrcAnd,   platform::SrcErase,   platform::SrcInvert, platform::SrcPaint,   platform::Whiteness};
 
-BltTest::BltTest()
-    : Flow(*this, kTraits, [this](platform::Hwnd window, platform::Hdc dc) {
-        DrawTestScreen(window, dc, !Flow.Settings.Interactive && Flow.Settings.AnalyzeFault);
-      }) {
+BltTest::BltTest() : Flow(*this, BltTestTraits()) {
   SetDescription("Tests the Blt capability of the Video Card.");
   AddScreenArguments(*this);
   AddModeArguments(*this);
-  Flow.SetUpSession();
 }
 
 BltTest::~BltTest() = default;
 
-bool BltTest::Run() {
-  ScreenFlow::RunHooks hooks;
-  hooks.FileCheck = &BltTest::CheckMedia;
-  return Flow.Run(hooks);
-}
+bool BltTest::Run() { return Flow.Run(); }
 
 void BltTest::CheckMedia() {
   const std::string missing = FindMissingFiles({"ball.bmp", nullptr});

@@ -23,10 +23,9 @@ class BltTest : public KestDiag {
   // The picture: the bitmap along the top row, then tiles of the first tile through the raster
   // operations in turn. `plantFault` adds the red pixel at (99, 100) that the analysis must find.
   static void DrawTestScreen(platform::Hwnd window, platform::Hdc dc, bool plantFault);
-
- private:
   // ball.bmp must lie in the working directory (KestException 990618).
   static void CheckMedia();
 
+ private:
   ScreenFlow Flow;
 };

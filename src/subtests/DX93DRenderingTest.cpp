@@ -6,14 +6,12 @@
 
 DX93DRenderingTest::DX93DRenderingTest() {
   SetDescription("Tests Direct3D hardware on controller");
-  AddArgument("-interactive", KestArgument::TypeBoolean, "true", kInteractiveDescription, false, nullptr, false, false);
+  AddArgument("-interactive", KestArgument::TypeBoolean, "true", kInteractiveDescription);
   AddArgument("-Calibrate", KestArgument::TypeBoolean, "false",
-              "This parameter specifies whether the test should\n\tcalibrate the video card and store the checksum values\n\tin the zr_video.dat file",
-              false, nullptr, false, false);
-  AddArgument("-CreateGenericCalibration", KestArgument::TypeBoolean, "false", kGenericCalibrationDescription,
-              false, nullptr, false, false);
+              "This parameter specifies whether the test should\n\tcalibrate the video card and store the checksum values\n\tin the zr_video.dat file");
+  AddArgument("-CreateGenericCalibration", KestArgument::TypeBoolean, "false", kGenericCalibrationDescription);
   AddArgument("-VerifyChecksum", KestArgument::TypeBoolean, "true", kVerifyChecksumDescription,
-              false, nullptr, false, true);
+              nullptr, ArgumentFlag::GuiHidden);
 }
 
 DX93DRenderingTest::~DX93DRenderingTest() = default;

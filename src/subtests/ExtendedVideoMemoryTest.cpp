@@ -4,10 +4,8 @@
 #include <cstring>
 
 #include "framework/ControlFiles.h"
-#include "framework/DiagnosticManager.h"
 #include "framework/KestArgument.h"
 #include "framework/KestConstraint.h"
-#include "framework/KestException.h"
 #include "framework/Kestout.h"
 #include "hardware/SetupDI.h"
 #include "platform/walltime.h"
@@ -66,32 +64,31 @@ uint32_t NextRandom(uint32_t& seed) {
 ExtendedVideoMemoryTest::ExtendedVideoMemoryTest() {
   SetDescription("This Test tests the video memory via direct hardware access bypassing the operating system");
   AddArgument("-Controller", KestArgument::TypeString, "",
-              "Controller to be tested. If blank, all controllers in the system will be tested",
-              false, nullptr, false, false);
+              "Controller to be tested. If blank, all controllers in the system will be tested");
   AddArgument("-TestType", KestArgument::TypeString, "SequentialWRC",
               "Test algorithm to used for testing",
-              false, new KestConstraint("SequentialWRC,RandomWRC"), false, false);
+              new KestConstraint("SequentialWRC,RandomWRC"));
   AddArgument("-StartAddr", KestArgument::TypeInteger, "0",
               "The beginning of the test span expressed in percentage",
-              false, new KestConstraint(0, 100), false, false);
+              new KestConstraint(0, 100));
   AddArgument("-EndAddr", KestArgument::TypeInteger, "100",
               "The end of the test span expressed in percentage",
-              false, new KestConstraint(0, 100), false, false);
+              new KestConstraint(0, 100));
   AddArgument("-Coverage", KestArgument::TypeInteger, "100",
               "Percent coverage of the test span",
-              false, new KestConstraint(1, 100), false, false);
+              new KestConstraint(1, 100));
   AddArgument("-BAR", KestArgument::TypeInteger, "0",
               "The BAR to use for starting address. It should be used only if test fails to determine the address dynamically",
-              false, new KestConstraint(0, 5), false, true);
+              new KestConstraint(0, 5), ArgumentFlag::GuiHidden);
   AddArgument("-MemorySize", KestArgument::TypeInteger, "0",
               "The size of the test span expressed in MB. It should be used only if test fails to determine the size dynamically",
-              false, nullptr, false, true);
+              nullptr, ArgumentFlag::GuiHidden);
   AddArgument("-Timeout", KestArgument::TypeInteger, "0",
               "Number of seconds before test stops running regardless of any other condition",
-              false, new KestConstraint(0, KestConstraint::EqualToOrGreaterThan), false, false);
+              new KestConstraint(0, KestConstraint::EqualToOrGreaterThan));
   AddArgument("-Retries", KestArgument::TypeInteger, "3",
               "Number of retries on failure",
-              false, new KestConstraint(0, 10), false, false);
+              new KestConstraint(0, 10));
 }
 
 ExtendedVideoMemoryTest::~ExtendedVideoMemoryTest() = default;
@@ -118,13 +115,6 @@ void ExtendedVideoMemoryTest::OnMismatch(void* context, const Mismatch& mismatch
   failure.Actual = mismatch.Actual;
   Log("Mismatched data at address: " + Hex(failure.Address));
   if (retrying) Log("Retrying...");
-}
-
-void ExtendedVideoMemoryTest::StopIfRequested() {
-  if (IsTerminationRequested() || IsConsoleInterrupted()) {
-    Kestout::LogMessage(CategoryServiceErrors, 1, "");
-    throw new KestException(995000);
-  }
 }
 
 bool ExtendedVideoMemoryTest::ValidateArguments() {

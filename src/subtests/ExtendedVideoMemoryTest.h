@@ -66,7 +66,6 @@ class ExtendedVideoMemoryTest : public KestDiag {
   bool ChooseTestSpan(const VideoController& controller, MemorySpan& span);
   bool TestSpan(const VideoController& controller, const MemorySpan& span);
   bool IsTimedOut();
-  void StopIfRequested();
   static void OnMismatch(void* context, const Mismatch& mismatch, bool retrying);
 
   CDevio devio;

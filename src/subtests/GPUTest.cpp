@@ -8,19 +8,19 @@ GPUTest::GPUTest() {
   SetDescription("This Test the Graphic Processsing Unit ");
   AddArgument("-Controller", KestArgument::TypeString, "",
               "Controller to be tested .Default All the controller are tested",
-              false, nullptr, false, true);
+              nullptr, ArgumentFlag::GuiHidden);
   AddArgument("-BenchmarkLevel", KestArgument::TypeString, "low",
               "Benchmark level to be compared with for Pass / Fail",
-              false, new KestConstraint("low,medium,high"), false, true);
+              new KestConstraint("low,medium,high"), ArgumentFlag::GuiHidden);
   AddArgument("-LowFPS", KestArgument::TypeInteger, "5",
               "Number of frame per second on low end video card",
-              false, new KestConstraint(1, KestConstraint::EqualToOrGreaterThan), false, true);
+              new KestConstraint(1, KestConstraint::EqualToOrGreaterThan), ArgumentFlag::GuiHidden);
   AddArgument("-MediumFPS", KestArgument::TypeInteger, "10",
               "Number of frame per second on medium end video card",
-              false, new KestConstraint(1, KestConstraint::EqualToOrGreaterThan), false, true);
+              new KestConstraint(1, KestConstraint::EqualToOrGreaterThan), ArgumentFlag::GuiHidden);
   AddArgument("-HighFPS", KestArgument::TypeInteger, "20",
               "Number of frame per second on high end video card",
-              false, new KestConstraint(1, KestConstraint::EqualToOrGreaterThan), false, true);
+              new KestConstraint(1, KestConstraint::EqualToOrGreaterThan), ArgumentFlag::GuiHidden);
 }
 
 GPUTest::~GPUTest() = default;

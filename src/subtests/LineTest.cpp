@@ -1,28 +1,24 @@
 #include "subtests/LineTest.h"
 
 #include "framework/KestArgument.h"
-#include "screen/CalibrationStore.h"
 #include "screen/ScreenArguments.h"
+#include "subtests/ScreenSubtestTable.h"
 
 namespace {
-
-const ScreenSubtestTraits kTraits = {ScreenSubtestKind::Line, LineTestId, "Line Test", "LineTest", DetachFailedCode,
-                                     TestKeyCodes{-990101, -990102, -990100, 0, true}};
 
 const int32_t kSpacing = 10;
 
 }  // namespace
 
-LineTest::LineTest() : Flow(*this, kTraits, &LineTest::DrawTestScreen) {
+LineTest::LineTest() : Flow(*this, LineTestTraits()) {
   SetDescription("Tests the line acceleration operation of the video card using black lines");
   AddScreenArguments(*this);
   AddModeArguments(*this);
-  Flow.SetUpSession();
 }
 
 LineTest::~LineTest() = default;
 
-bool LineTest::Run() { return Flow.Run(ScreenFlow::RunHooks{}); }
+bool LineTest::Run() { return Flow.Run(); }
 
 void LineTest::DrawTestScreen(platform::Hwnd window, platform::Hdc dc) {
   platform::Rect client;

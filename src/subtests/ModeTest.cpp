@@ -5,64 +5,59 @@
 
 #include "framework/KestArgument.h"
 #include "framework/KestConstraint.h"
-#include "screen/CalibrationStore.h"
 #include "screen/ScreenArguments.h"
+#include "subtests/ScreenSubtestTable.h"
 
 namespace {
 
 const int32_t kCheckModeFailed = -990374;
 
-const ScreenSubtestTraits kTraits = {ScreenSubtestKind::Mode, ModeTestId, "Screen Mode Test", "ModeTest", 70,
-                                     TestKeyCodes{-123, -456, -789, -73, false}};
-
 float Scaled(double factor, int32_t value) { return static_cast<float>(factor * value); }
 
 }  // namespace
 
-ModeTest::ModeTest() : Flow(*this, kTraits, &ModeTest::DrawTestScreen) {
+ModeTest::ModeTest() : Flow(*this, ModeTestTraits()) {
   SetDescription("Tests the different video modes using RGB shaded rectangles");
   AddScreenArguments(*this);
   AddModeArguments(*this);
   AddArgument("-BPP", KestArgument::TypeInteger, "0",
               "This value specifies the refresh BPP.",
-              false, new KestConstraint(0, KestConstraint::EqualToOrGreaterThan), false, false);
+              new KestConstraint(0, KestConstraint::EqualToOrGreaterThan));
   AddArgument("-Width", KestArgument::TypeInteger, "0",
               "This value specifies the refresh Width.",
-              false, new KestConstraint(0, KestConstraint::EqualToOrGreaterThan), false, false);
+              new KestConstraint(0, KestConstraint::EqualToOrGreaterThan));
   AddArgument("-Height", KestArgument::TypeInteger, "0",
               "This value specifies the refresh Height.",
-              false, new KestConstraint(0, KestConstraint::EqualToOrGreaterThan), false, false);
+              new KestConstraint(0, KestConstraint::EqualToOrGreaterThan));
   AddArgument("-CheckMode", KestArgument::TypeBoolean, "false",
               " This option will check if test supports the\n\theight, width and refresh rate values provided.",
-              false, nullptr, false, true);
+              nullptr, ArgumentFlag::GuiHidden);
   AddArgument("-RefreshRate", KestArgument::TypeInteger, "0",
               "This is refresh rate.",
-              false, new KestConstraint(0, KestConstraint::EqualToOrGreaterThan), false, false);
+              new KestConstraint(0, KestConstraint::EqualToOrGreaterThan));
   AddArgument("-CheckRefreshRate", KestArgument::TypeBoolean, "false",
-              "This option will select refresh rate to be tested.",
-              false, nullptr, false, false);
+              "This option will select refresh rate to be tested.");
 }
 
 ModeTest::~ModeTest() = default;
 
-bool ModeTest::Run() {
-  ScreenFlow::RunHooks hooks;
-  hooks.ModeChecks = [this](bool& pass, int32_t& code) { CheckModes(pass, code); };
-  hooks.ExtraRow = [this](ScreenMode& row) {
-    row = ScreenMode{GetArgumentInt("-Width", 0), GetArgumentInt("-Height", 0), GetArgumentInt("-BPP", 0)};
-    return row.Width != 0 && row.Height != 0 && row.Bits != 0;
-  };
-  return Flow.Run(hooks);
+bool ModeTest::Run() { return Flow.Run(); }
+
+bool ModeTest::ExtraRow(const ScreenFlow& flow, ScreenMode& row) {
+  const KestDiag& test = flow.Subtest();
+  row = ScreenMode{test.GetArgumentInt("-Width", 0), test.GetArgumentInt("-Height", 0), test.GetArgumentInt("-BPP", 0)};
+  return row.Width != 0 && row.Height != 0 && row.Bits != 0;
 }
 
-void ModeTest::CheckModes(bool& pass, int32_t& code) {
-  if (GetArgumentBool("-CheckRefreshRate", false)) Flow.RefreshRate = GetArgumentInt("-RefreshRate", 0);
-  Flow.CheckMode = GetArgumentBool("-CheckMode", false);
-  if (!Flow.CheckMode) return;
-  const int32_t width = GetArgumentInt("-Width", 0);
-  const int32_t height = GetArgumentInt("-Height", 0);
-  const int32_t bits = GetArgumentInt("-BPP", 0);
-  if (!Flow.ModeAvailable(width, height, bits)) {
+void ModeTest::CheckModes(ScreenFlow& flow, bool& pass, int32_t& code) {
+  const KestDiag& test = flow.Subtest();
+  if (test.GetArgumentBool("-CheckRefreshRate", false)) flow.RefreshRate = test.GetArgumentInt("-RefreshRate", 0);
+  flow.CheckMode = test.GetArgumentBool("-CheckMode", false);
+  if (!flow.CheckMode) return;
+  const int32_t width = test.GetArgumentInt("-Width", 0);
+  const int32_t height = test.GetArgumentInt("-Height", 0);
+  const int32_t bits = test.GetArgumentInt("-BPP", 0);
+  if (!flow.ModeAvailable(width, height, bits)) {
     pass = false;
     code = kCheckModeFailed;
     return;

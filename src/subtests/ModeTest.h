@@ -15,6 +15,10 @@ class ModeTest : public KestDiag {
 
   // The test card, drawn on every paint.
   static void DrawTestScreen(platform::Hwnd window, platform::Hdc dc);
+  // The 65th row of the table: -Width x -Height x -BPP, selected when none of them is 0.
+  static bool ExtraRow(const ScreenFlow& flow, ScreenMode& row);
+  // -CheckRefreshRate and -CheckMode, before any window.
+  static void CheckModes(ScreenFlow& flow, bool& pass, int32_t& code);
   // A frame through the four corners, the values truncated.
   static void DrawBox(platform::Hdc dc, float left, float right, float top, float bottom);
   // Slices of `step` from `left` towards `right`, each one darker by 1 in every colour that is
@@ -23,8 +27,5 @@ class ModeTest : public KestDiag {
                        int32_t red, int32_t green, int32_t blue, float right, int32_t step);
 
  private:
-  // -CheckRefreshRate and -CheckMode, before any window.
-  void CheckModes(bool& pass, int32_t& code);
-
   ScreenFlow Flow;
 };

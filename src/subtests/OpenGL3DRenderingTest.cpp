@@ -7,30 +7,29 @@
 
 OpenGL3DRenderingTest::OpenGL3DRenderingTest() {
   SetDescription("Tests OpenGL 3D capability of the video driver");
-  AddArgument("-interactive", KestArgument::TypeBoolean, "true", kInteractiveDescription, false, nullptr, false, true);
+  AddArgument("-interactive", KestArgument::TypeBoolean, "true", kInteractiveDescription,
+              nullptr, ArgumentFlag::GuiHidden);
   AddArgument("-Display", KestArgument::TypeInteger, "0", kDisplayDescription,
-              false, new KestConstraint(0, KestConstraint::EqualToOrGreaterThan), false, false);
+              new KestConstraint(0, KestConstraint::EqualToOrGreaterThan));
   AddArgument("-Retries", KestArgument::TypeInteger, "1", kRetriesDescription,
-              false, new KestConstraint(0, 10), false, false);
+              new KestConstraint(0, 10));
   AddArgument("-ConvertVideo", KestArgument::TypeBoolean, "false",
-              " This option is for converting the video dat file\n\tin to txt file format.",
-              false, nullptr, false, false);
+              " This option is for converting the video dat file\n\tin to txt file format.");
   AddArgument("-PrimaryDisp", KestArgument::TypeBoolean, "false",
-              "This option will select the primary display for test.",
-              false, nullptr, false, false);
-  AddArgument("-ActiveDisplay", KestArgument::TypeBoolean, "false", kActiveDisplayDescription,
-              false, nullptr, false, false);
-  AddArgument("-TestAll", KestArgument::TypeBoolean, "false", kTestAllDescription, false, nullptr, false, true);
-  AddArgument("-Calibrate", KestArgument::TypeBoolean, "false", kCalibrateDescription, false, nullptr, false, true);
+              "This option will select the primary display for test.");
+  AddArgument("-ActiveDisplay", KestArgument::TypeBoolean, "false", kActiveDisplayDescription);
+  AddArgument("-TestAll", KestArgument::TypeBoolean, "false", kTestAllDescription, nullptr, ArgumentFlag::GuiHidden);
+  AddArgument("-Calibrate", KestArgument::TypeBoolean, "false", kCalibrateDescription,
+              nullptr, ArgumentFlag::GuiHidden);
   AddArgument("-Prompt", KestArgument::TypeInteger, "0", kPromptDescription,
-              false, new KestConstraint(0, KestConstraint::EqualToOrGreaterThan), false, false);
+              new KestConstraint(0, KestConstraint::EqualToOrGreaterThan));
   AddArgument("-CaptureScreen", KestArgument::TypeBoolean, "false", kCaptureScreenDescription,
-              false, nullptr, false, true);
-  AddArgument("-ScreenshotDir", KestArgument::TypeString, "", kScreenshotDirDescription, false, nullptr, false, true);
+              nullptr, ArgumentFlag::GuiHidden);
+  AddArgument("-ScreenshotDir", KestArgument::TypeString, "", kScreenshotDirDescription,
+              nullptr, ArgumentFlag::GuiHidden);
   AddArgument("-VerifyChecksum", KestArgument::TypeBoolean, "true", kVerifyChecksumDescription,
-              false, nullptr, false, true);
-  AddArgument("-CreateGenericCalibration", KestArgument::TypeBoolean, "false", kGenericCalibrationDescription,
-              false, nullptr, false, false);
+              nullptr, ArgumentFlag::GuiHidden);
+  AddArgument("-CreateGenericCalibration", KestArgument::TypeBoolean, "false", kGenericCalibrationDescription);
   AddModeArguments(*this);
 }
 

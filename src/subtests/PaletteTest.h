@@ -1,13 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <exception>
 #include <string>
 
 #include "framework/KestDiag.h"
 #include "platform/gdi.h"
 #include "platform/window.h"
 #include "screen/DirectDrawSession.h"
+#include "screen/ScreenFlow.h"
 
 // 240 stripes out of a logical palette of red, green and blue ramps in one display mode, judged by
 // three digits pressed in order or by a checksum.
@@ -40,34 +40,17 @@ class PaletteTest : public KestDiag {
   // palette, still selected, for the caller to unrealize and delete (0 if it could not be made).
   static platform::HPalette DrawStripes(platform::Hdc dc, platform::LogPalette* block, int32_t width, int32_t height);
 
+  // The picture, the three digits, and on an unattended screen the request for the verification:
+  // the whole WM_PAINT, as the palette and the second context outlive the digits.
+  static void Paint(ScreenFlow& flow, platform::Hwnd window);
+
   int32_t RunPalettePass();
-  DirectDrawSession* ShowTestWindow(int32_t width, int32_t height, int32_t bits);
-  static platform::LResult PLATFORM_CALLBACK TestWindowProc(platform::Hwnd window, uint32_t message,
-                                                            platform::WParam wParam, platform::LParam lParam);
-  void HandleTestKey(uint32_t key, platform::Hwnd window);
 
   std::string Resolution;
   int16_t TestWidth = 0;
   int16_t TestHeight = 0;
   int16_t TestBits = 0;
-  uint8_t RedConfirmed = 0;
-  uint8_t GreenConfirmed = 0;
-
-  DirectDrawSession* Session = nullptr;
-  DisplayModeEntry StartMode;
-  DisplayModeEntry FailedMode;
-  bool ScreenPassed = true;
-  int32_t WrongKeys = 0;
-  bool Interactive = true;
-  int32_t Retries = 1;
-  bool Calibrate = false;
-  int32_t Prompt = 0;
-  bool VerifyChecksum = true;
 
  private:
-  void Paint(platform::Hwnd window);
-  void VerifyScreen(platform::Hwnd window);
-
-  // A failure raised inside the window, raised again once its loop has ended.
-  std::exception_ptr PendingFailure;
+  ScreenFlow Flow;
 };

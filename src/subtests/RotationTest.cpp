@@ -7,26 +7,23 @@
 RotationTest::RotationTest() {
   SetDescription("Verifies screen can rotate on demand");
   AddArgument("-InitialResolution", KestArgument::TypeString, "",
-              "The initial resolution, given as WidthxHeightxBPP, at the start of the test before the screen is rotated. If not given, the current resolution will be used",
-              false, nullptr, false, false);
+              "The initial resolution, given as WidthxHeightxBPP, at the start of the test before the screen is rotated. If not given, the current resolution will be used");
   AddArgument("-ExpectedResolution", KestArgument::TypeString, "",
-              "The Resolution that is expected after the screen has rotated given as WidthxHeightxBPP. If not given, the fail or pass condition will be determined automatically",
-              false, nullptr, false, false);
+              "The Resolution that is expected after the screen has rotated given as WidthxHeightxBPP. If not given, the fail or pass condition will be determined automatically");
   AddArgument("-NumberOfRotations", KestArgument::TypeInteger, "4",
               "Number of times that resolution must switch before test passes",
-              false, new KestConstraint(1, 10), false, false);
+              new KestConstraint(1, 10));
   AddArgument("-Timeout", KestArgument::TypeInteger, "30",
               "Number of seconds before test times out due to operator inactivity",
-              false, new KestConstraint(1, 60), false, false);
+              new KestConstraint(1, 60));
   AddArgument("-Prompt", KestArgument::TypeInteger, "90",
-              "The message number for the test prompt",
-              false, nullptr, false, false);
+              "The message number for the test prompt");
   AddArgument("-RetryPrompt", KestArgument::TypeInteger, "91",
               "Test retry prompt number",
-              false, nullptr, false, true);
+              nullptr, ArgumentFlag::GuiHidden);
   AddArgument("-Retries", KestArgument::TypeInteger, "1",
               "Maximum number of retries in case of test failure",
-              false, new KestConstraint(1, 5), false, false);
+              new KestConstraint(1, 5));
 }
 
 RotationTest::~RotationTest() = default;

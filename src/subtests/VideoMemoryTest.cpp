@@ -8,7 +8,7 @@
 VideoMemoryTest::VideoMemoryTest() {
   SetDescription("This Test Tests the video memory");
   AddArgument("-Retries", KestArgument::TypeInteger, "1", kRetriesDescription,
-              false, new KestConstraint(0, 10), false, false);
+              new KestConstraint(0, 10));
 }
 
 VideoMemoryTest::~VideoMemoryTest() = default;

@@ -12,10 +12,10 @@ VideoPowerManagementTest::VideoPowerManagementTest() {
       "case of issues with the power management feature of the system, video subsystem\n"
       "or monitor. If the screen does not go blank for some time, the test fails.");
   AddArgument("-Retries", KestArgument::TypeInteger, "1", kRetriesDescription,
-              false, new KestConstraint(1, 10), false, false);
+              new KestConstraint(1, 10));
   AddArgument("-SleepType", KestArgument::TypeString, "standby",
               "Type of feature to be tested.",
-              false, new KestConstraint("suspend,standby,off"), false, false);
+              new KestConstraint("suspend,standby,off"));
 }
 
 VideoPowerManagementTest::~VideoPowerManagementTest() = default;

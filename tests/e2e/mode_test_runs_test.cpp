@@ -1,6 +1,7 @@
 // ModeTest unattended on the built-in machine: a calibration run and the field runs after it in the
 // same folder, with the records of ZR_VIDEO.DAT checked byte for byte and the files left behind.
 #include <cstdint>
+#include <cstdio>
 #include <set>
 #include <string>
 #include <vector>
@@ -56,9 +57,17 @@ TEST_F(ModeTestRuns, GenericCalibrationThenVerifyPassesAndMismatchFails) {
   Bytes tampered = file;
   tampered[at + 20] ^= 0x01;
   Write("ZR_VIDEO.DAT", tampered);
-  ProcessResult mismatch = Run({"-interactive=false", "-Mode800x600x32=true", "-Mode1024x768x16=true"});
+  ProcessResult mismatch = ScreenRuns::Run(
+      "ModeTest", {"-interactive=false", "-Mode800x600x32=true", "-Mode1024x768x16=true"}, "",
+      {{"RASTERSCAN_DEBUG_OUTPUT", "1"}});
   EXPECT_EQ(mismatch.Status, 1);
   EXPECT_EQ(Count(mismatch.Stdout, "LogMessage 8 209 \"\" \"\"\n"), 2u);
+  // Each mismatch tells a debugger the stored sum and the one the screen gave.
+  char told[128];
+  std::snprintf(told, sizeof told,
+                "OutputDebugString: Checksum mismatch: test 0x4003, mode 800x600x32, stored 0x%08x, found 0x%08x\n",
+                WordAt(tampered, at + 20), WordAt(file, at + 20));
+  EXPECT_EQ(Count(mismatch.Stderr, told), 2u) << mismatch.Stderr;
   EXPECT_EQ(Count(mismatch.Stdout, "LogMessage 8 20000 \"Retrying due to Checksum failure...\" \"\"\n"), 1u);
   // The failing mode stops the walk: 1024x768x16 is never shown.
   EXPECT_EQ(mismatch.Stdout.find("\"1024x768x16\""), std::string::npos);

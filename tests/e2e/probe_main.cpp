@@ -20,23 +20,22 @@ class ProbeTest : public KestDiag {
  public:
   ProbeTest() {
     SetDescription("Test-only subtest that ends as -Behaviour says.");
-    AddArgument("-Behaviour", KestArgument::TypeString, "pass", "How the run ends.", false,
+    AddArgument("-Behaviour", KestArgument::TypeString, "pass", "How the run ends.",
                 new KestConstraint("pass,fail,throw-value,throw-pointer,throw-int,throw-string,throw-cstring,"
-                                   "throw-other,poll,timed,categories"),
-                false, false);
-    AddArgument("-Level", KestArgument::TypeString, "", "A required text.", true, nullptr, false, false);
-    AddArgument("-Retries", KestArgument::TypeInteger, "1", "Number of retries incase of a failure.", false,
-                new KestConstraint(1, 10), false, false);
-    AddArgument("-SleepType", KestArgument::TypeString, "standby", "Type of feature to be tested.", false,
-                new KestConstraint("suspend,standby,off"), false, false);
-    AddArgument("-Ratio", KestArgument::TypeDouble, "1.5", "A double in a range.", false,
-                new KestConstraint(0.5, 2.5), false, true);
-    AddArgument("-Offset", KestArgument::TypeLargeInteger, "0", "A large integer, not negative.", false,
-                new KestConstraint(int64_t{0}, KestConstraint::EqualToOrGreaterThan), false, false);
-    AddArgument("-Verbose", KestArgument::TypeBoolean, "false", "A plain switch.", false, nullptr, false, false);
-    AddArgument("-Secret", KestArgument::TypeString, "", "Left out of the help.", false, nullptr, true, false);
-    AddArgument("-Wait", KestArgument::TypeInteger, "0", "Milliseconds to sleep in the run.", false,
-                new KestConstraint(int32_t{0}, KestConstraint::EqualToOrGreaterThan), false, false);
+                                   "throw-other,poll,timed,categories"));
+    AddArgument("-Level", KestArgument::TypeString, "", "A required text.", nullptr, ArgumentFlag::Required);
+    AddArgument("-Retries", KestArgument::TypeInteger, "1", "Number of retries incase of a failure.",
+                new KestConstraint(1, 10));
+    AddArgument("-SleepType", KestArgument::TypeString, "standby", "Type of feature to be tested.",
+                new KestConstraint("suspend,standby,off"));
+    AddArgument("-Ratio", KestArgument::TypeDouble, "1.5", "A double in a range.",
+                new KestConstraint(0.5, 2.5), ArgumentFlag::GuiHidden);
+    AddArgument("-Offset", KestArgument::TypeLargeInteger, "0", "A large integer, not negative.",
+                new KestConstraint(int64_t{0}, KestConstraint::EqualToOrGreaterThan));
+    AddArgument("-Verbose", KestArgument::TypeBoolean, "false", "A plain switch.");
+    AddArgument("-Secret", KestArgument::TypeString, "", "Left out of the help.", nullptr, ArgumentFlag::Hidden);
+    AddArgument("-Wait", KestArgument::TypeInteger, "0", "Milliseconds to sleep in the run.",
+                new KestConstraint(int32_t{0}, KestConstraint::EqualToOrGreaterThan));
   }
 
   bool Run() override {
@@ -65,13 +64,9 @@ class ProbeTest : public KestDiag {
     if (behaviour == "throw-other") throw 3.5;
     if (behaviour == "poll") {
       Kestout::LogMessage(CategoryDebug, 20000, "polling");
-      auto stopRequested = [] { return IsTerminationRequested() || IsConsoleInterrupted(); };
       // Bounded so that a lost signal fails the test instead of hanging it.
-      for (int i = 0; i < 3000 && !stopRequested(); ++i) platform::Sleep(10);
-      if (stopRequested()) {
-        Kestout::LogMessage(CategoryServiceErrors, 1, "");
-        throw new KestException(995000);
-      }
+      for (int i = 0; i < 3000 && !IsStopRequested(); ++i) platform::Sleep(10);
+      StopIfRequested();
       Kestout::ReportFailure("990998");
       return false;
     }

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <regex>
 #include <set>
 #include <string>
@@ -32,8 +33,10 @@ class ScreenRuns : public ::testing::Test {
     if (!Folder.empty()) RemoveDirectory(Folder);
   }
 
-  // Runs the program in the folder; `machine` is a machine file's path, empty for the built-in one.
-  ProcessResult Run(const std::string& subtest, std::vector<std::string> args, const std::string& machine = "") {
+  // Runs the program in the folder; `machine` is a machine file's path, empty for the built-in one;
+  // `environment` is added to the test's own.
+  ProcessResult Run(const std::string& subtest, std::vector<std::string> args, const std::string& machine = "",
+                    const std::map<std::string, std::string>& environment = {}) {
     const E2eTarget target = E2eTarget::Current();
     ProcessOptions options;
     options.Argv = target.Command(target.Program);
@@ -42,6 +45,7 @@ class ScreenRuns : public ::testing::Test {
     options.WorkingDirectory = Folder;
     options.Environment = target.Environment();
     if (!machine.empty()) options.Environment["RASTERSCAN_MACHINE"] = machine;
+    for (const auto& [name, value] : environment) options.Environment[name] = value;
     return RunProcess(options);
   }
 

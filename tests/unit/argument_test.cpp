@@ -48,38 +48,37 @@ TEST(Constraint, HelpTextAndRangeEnds) {
 }
 
 TEST(Argument, ValidateByTypeThenConstraint) {
-  KestArgument flag("-Calibrate", KestArgument::TypeBoolean, "false", "", false, nullptr, false, false);
+  KestArgument flag("-Calibrate", KestArgument::TypeBoolean, "false", "");
   EXPECT_TRUE(flag.Validate("TRUE"));
   EXPECT_FALSE(flag.Validate("1"));
-  KestArgument count("-Count", KestArgument::TypeInteger, "", "", false, nullptr, false, false);
+  KestArgument count("-Count", KestArgument::TypeInteger, "", "");
   EXPECT_TRUE(count.Validate("0x1f"));
   EXPECT_TRUE(count.Validate("-12"));
   EXPECT_FALSE(count.Validate("1.5"));
-  KestArgument retries("-Retries", KestArgument::TypeInteger, "1", "", false, new KestConstraint(1, 10), false, false);
+  KestArgument retries("-Retries", KestArgument::TypeInteger, "1", "", new KestConstraint(1, 10));
   EXPECT_TRUE(retries.Validate("0x5"));
   EXPECT_FALSE(retries.Validate("11"));
-  KestArgument ratio("-Ratio", KestArgument::TypeDouble, "", "", false, nullptr, false, false);
+  KestArgument ratio("-Ratio", KestArgument::TypeDouble, "", "");
   EXPECT_FALSE(ratio.Validate("1e3"));
-  KestArgument text("-Name", KestArgument::TypeString, "", "", false, new KestConstraint("a,b"), false, false);
+  KestArgument text("-Name", KestArgument::TypeString, "", "", new KestConstraint("a,b"));
   EXPECT_TRUE(text.Validate("A"));
   EXPECT_FALSE(text.Validate("c"));
-  KestArgument large("-Big", KestArgument::TypeLargeInteger, "", "", false, nullptr, false, false);
+  KestArgument large("-Big", KestArgument::TypeLargeInteger, "", "");
   EXPECT_TRUE(large.Validate("0x100000000"));
   EXPECT_FALSE(large.Validate("big"));
 }
 
 TEST(Argument, HelpTextPadsToColumn24) {
   // 14 characters of name with "=<integer>" fill the 24 columns exactly: two blanks follow.
-  KestArgument exact("-ActiveDisplay", KestArgument::TypeInteger, "", "Text.", false, nullptr, false, false);
+  KestArgument exact("-ActiveDisplay", KestArgument::TypeInteger, "", "Text.");
   EXPECT_EQ(exact.GetHelpText(), "-ActiveDisplay=<integer>  Text.\n\t * Required: false");
-  KestArgument shorter("-Retries", KestArgument::TypeInteger, "1", "Number of retries incase of a failure.", true,
-                       new KestConstraint(1, 10), false, false);
+  KestArgument shorter("-Retries", KestArgument::TypeInteger, "1", "Number of retries incase of a failure.",
+                       new KestConstraint(1, 10), ArgumentFlag::Required);
   EXPECT_EQ(shorter.GetHelpText(),
             "-Retries=<integer>      Number of retries incase of a failure.\n\t - Value must be between [1..10]"
             "\n\t * Default value: 1\n\t * Required: true");
-  KestArgument longer("-CreateGenericCalibration", KestArgument::TypeBoolean, "", "A.\n\tB.", false, nullptr, false,
-                      false);
+  KestArgument longer("-CreateGenericCalibration", KestArgument::TypeBoolean, "", "A.\n\tB.");
   EXPECT_EQ(longer.GetHelpText(), "-CreateGenericCalibration=<boolean>  A.\n\tB.\n\t * Required: false");
-  KestArgument large("-Big", KestArgument::TypeLargeInteger, "", "", false, nullptr, false, false);
+  KestArgument large("-Big", KestArgument::TypeLargeInteger, "", "");
   EXPECT_EQ(large.GetHelpText(), "-Big=<largeinteger>     \n\t * Required: false");
 }

@@ -4,20 +4,20 @@
 #include "framework/KestConstraint.h"
 
 TEST(CatalogElement, AttributesInTheirOrder) {
-  KestArgument retries("-Retries", KestArgument::TypeInteger, "1", "Number of retries incase of a failure.", false,
-                       new KestConstraint(1, 10), false, false);
+  KestArgument retries("-Retries", KestArgument::TypeInteger, "1", "Number of retries incase of a failure.",
+                       new KestConstraint(1, 10));
   EXPECT_EQ(retries.GetCatalogElement(4),
             "    <ARGUMENT Name=\"-Retries\" Type=\"integer\" Value=\"1\" Low=\"1\" High=\"10\" Required=\"false\" "
             "Description=\"Number of retries incase of a failure.\" />");
-  KestArgument flags("-Secret", KestArgument::TypeString, "", "", true, nullptr, true, true);
+  KestArgument flags("-Secret", KestArgument::TypeString, "", "",
+                     nullptr, ArgumentFlag::Required | ArgumentFlag::Hidden | ArgumentFlag::GuiHidden);
   EXPECT_EQ(flags.GetCatalogElement(0),
             "<ARGUMENT Name=\"-Secret\" Type=\"string\" Required=\"true\" Hidden=\"true\" GUIHidden=\"true\" />");
 }
 
 TEST(CatalogElement, EscapingAndLineBreaks) {
   // Name and default stand as declared; the description is escaped and put on one line.
-  KestArgument odd("-A<b>", KestArgument::TypeInteger, "0x10", "Say \"hi\"\n\tand <go> & 'stop'", false, nullptr,
-                   false, false);
+  KestArgument odd("-A<b>", KestArgument::TypeInteger, "0x10", "Say \"hi\"\n\tand <go> & 'stop'");
   EXPECT_EQ(odd.GetCatalogElement(0),
             "<ARGUMENT Name=\"-A<b>\" Type=\"integer\" Value=\"0x10\" Required=\"false\" "
             "Description=\"Say &quot;hi&quot; \tand &lt;go&gt; &amp; &apos;stop&apos;\" />");
@@ -37,17 +37,16 @@ TEST(CatalogElement, ConstraintAttributes) {
 }
 
 TEST(Dictionary, ListWordsOnlyForStringArguments) {
-  KestArgument sleep("-SleepType", KestArgument::TypeString, "standby", "Type of\nfeature.", false,
-                     new KestConstraint("suspend,,standby, off"), false, false);
+  KestArgument sleep("-SleepType", KestArgument::TypeString, "standby", "Type of\nfeature.",
+                     new KestConstraint("suspend,,standby, off"));
   EXPECT_EQ(sleep.GetDictionary("VideoPowerManagementTest"),
             "\nVideoPowerManagementTest/-SleepType/Name = TBC\n"
             "VideoPowerManagementTest/-SleepType/Description = Type of feature.\n"
             "VideoPowerManagementTest/-SleepType/List/suspend = TBC\n"
             "VideoPowerManagementTest/-SleepType/List/standby = TBC\n"
             "VideoPowerManagementTest/-SleepType/List/ off = TBC\n");
-  KestArgument level("-Level", KestArgument::TypeInteger, "1", "<Level> & \"x\"", false, new KestConstraint("1,2"),
-                     false, false);
+  KestArgument level("-Level", KestArgument::TypeInteger, "1", "<Level> & \"x\"", new KestConstraint("1,2"));
   EXPECT_EQ(level.GetDictionary("T"), "\nT/-Level/Name = TBC\nT/-Level/Description = <Level> & \"x\"\n");
-  KestArgument range("-Retries", KestArgument::TypeInteger, "1", "", false, new KestConstraint(1, 10), false, false);
+  KestArgument range("-Retries", KestArgument::TypeInteger, "1", "", new KestConstraint(1, 10));
   EXPECT_EQ(range.GetDictionary("T"), "\nT/-Retries/Name = TBC\nT/-Retries/Description = \n");
 }
