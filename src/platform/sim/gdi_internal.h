@@ -10,6 +10,7 @@
 
 #include "platform/gdi.h"
 #include "platform/sim/gdi_sim.h"
+#include "platform/sim/rects.h"
 #include "platform/sim/surface.h"
 
 namespace platform {
@@ -87,9 +88,6 @@ void FillPixels(Surface& surface, const Rect& rect, uint32_t pixel);
 uint32_t ReadPixel(const Surface& surface, int32_t x, int32_t y);
 void WritePixel(Surface& surface, int32_t x, int32_t y, uint32_t pixel);
 uint32_t PixelMask(int32_t bits);
-
-Rect Intersect(const Rect& a, const Rect& b);
-bool IsEmpty(const Rect& r);
 
 // Text runs: record one, and drop those that `covered` (surface coordinates) hides.
 void RecordTextRun(const Surface& surface, TextRun run);

@@ -178,13 +178,6 @@ int32_t DisplayBits() {
   return display != nullptr ? display->Bits : 32;
 }
 
-Rect Intersect(const Rect& a, const Rect& b) {
-  return Rect{std::max(a.Left, b.Left), std::max(a.Top, b.Top), std::min(a.Right, b.Right),
-              std::min(a.Bottom, b.Bottom)};
-}
-
-bool IsEmpty(const Rect& r) { return r.Left >= r.Right || r.Top >= r.Bottom; }
-
 bool ResolveTarget(const Dc& dc, Target& target) {
   Surface* surface = nullptr;
   Rect clip{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX};

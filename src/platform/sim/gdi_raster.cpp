@@ -149,7 +149,7 @@ void PlotClipped(const Target& t, int32_t x, int32_t y, int32_t width, uint32_t 
   Rect r{x - (width - 1) / 2, y - (width - 1) / 2, 0, 0};
   r.Right = r.Left + width;
   r.Bottom = r.Top + width;
-  r = Intersect(r, t.Clip);
+  r = sim::Intersect(r, t.Clip);
   for (int32_t yy = r.Top; yy < r.Bottom; ++yy)
     for (int32_t xx = r.Left; xx < r.Right; ++xx) WritePixel(*t.Pixels, xx, yy, pixel);
 }
@@ -222,7 +222,7 @@ int32_t FillRect(Hdc handle, const Rect* rect, HBrush brush) {
   if (!ResolveTarget(*dc, t)) return 0;
   // Right and bottom edges are outside the rectangle.
   const Rect area{rect->Left + t.OriginX, rect->Top + t.OriginY, rect->Right + t.OriginX, rect->Bottom + t.OriginY};
-  FillPixels(*t.Pixels, Intersect(area, t.Clip), DcColorToPixel(*dc, *t.Pixels, color));
+  FillPixels(*t.Pixels, sim::Intersect(area, t.Clip), DcColorToPixel(*dc, *t.Pixels, color));
   return 1;
 }
 
@@ -317,10 +317,10 @@ bool BitBlt(Hdc destHandle, int32_t x, int32_t y, int32_t width, int32_t height,
     offX = sourceX + st.OriginX - d.Left;
     offY = sourceY + st.OriginY - d.Top;
     const Rect sAsDest{st.Clip.Left - offX, st.Clip.Top - offY, st.Clip.Right - offX, st.Clip.Bottom - offY};
-    d = Intersect(d, sAsDest);
+    d = sim::Intersect(d, sAsDest);
   }
-  d = Intersect(d, dt.Clip);
-  if (IsEmpty(d)) return true;
+  d = sim::Intersect(d, dt.Clip);
+  if (sim::IsEmpty(d)) return true;
 
   sim::Surface& dest = *dt.Pixels;
   uint32_t pattern = 0;

@@ -29,18 +29,12 @@ std::map<const Surface*, std::vector<TextRun>>& Runs() {
 
 bool Meets(const Rect& a, const Rect& b) { return !IsEmpty(Intersect(a, b)); }
 
-bool Within(const Rect& inner, const Rect& outer) {
-  return inner.Left >= outer.Left && inner.Top >= outer.Top && inner.Right <= outer.Right &&
-         inner.Bottom <= outer.Bottom;
-}
-
 }  // namespace
 
 void RecordTextRun(const Surface& surface, TextRun run) {
   auto& runs = Runs()[&surface];
   for (const TextRun& r : runs) {
-    if (r.Text == run.Text && r.Color == run.Color && r.Bounds.Left == run.Bounds.Left &&
-        r.Bounds.Top == run.Bounds.Top && r.Bounds.Right == run.Bounds.Right && r.Bounds.Bottom == run.Bounds.Bottom)
+    if (r.Text == run.Text && r.Color == run.Color && Same(r.Bounds, run.Bounds))
       return;  // a repaint of the same text
   }
   runs.push_back(std::move(run));

@@ -1,17 +1,13 @@
 #include "platform/sim/hardware.h"
 
-#include <chrono>
-#include <csignal>
-#include <cstdio>
 #include <cstring>
-#include <thread>
 
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include "platform/clock.h"
-#include "platform/files.h"
 #include "platform/sim/memory_faults.h"
+#include "platform/sim/world.h"
 
 namespace platform {
 namespace sim {
@@ -321,17 +317,7 @@ uintptr_t Hardware::MapView(uint32_t address, uint32_t length) {
   ++mapCount_;
 
   if (machine.VirtualClock && machine.MapMilliseconds) platform::Sleep(machine.MapMilliseconds);
-  for (const MapEvent& event : machine.Events) {
-    if (event.AtMap != mapCount_) continue;
-    if (event.Action == MapEvent::Kind::KillFile) {
-      if (std::FILE* file = platform::OpenFile(event.Path, "wb")) std::fclose(file);
-    } else {
-      std::raise(SIGINT);
-      // The break is handled on a thread of its own, as on Windows; give it time to land
-      // before the test looks again.
-      std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    }
-  }
+  BlockMapped(mapCount_);
   return answer;
 }
 

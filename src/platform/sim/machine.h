@@ -68,14 +68,14 @@ struct MemoryFault {
 };
 
 // Something that happens from outside: when the driver maps a block for the given time, or, with
-// AtMap 0, once the program has run AtTime milliseconds and waits for a window message.
+// AtMap 0, once the program has run AtTime milliseconds and waits for a window message. The world
+// (world.h) sets them off and keeps which have happened.
 struct MapEvent {
   enum class Kind { KillFile, ConsoleBreak };
   Kind Action = Kind::KillFile;
   uint32_t AtMap = 1;
   uint32_t AtTime = 0;
   std::string Path;  // KillFile: a Windows path
-  mutable bool Happened = false;  // a timed event happens once
 };
 
 enum class BoardIdSource { None, Eisa, Int15 };

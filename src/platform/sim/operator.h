@@ -38,9 +38,9 @@ bool SetOperatorScript(const std::string& script, std::string& error);
 // unless a script was set before.
 bool LoadOperatorFromEnvironment(std::string& error);
 
-// Called by the message queue when the program waits and nothing is ready. Returns true when the
-// operator did something (input may now be waiting); otherwise `wakeAt` is lowered to the tick
-// at which it wants to be asked again.
+// The operator's part of the world's turn (world.h), when the program waits and nothing is ready.
+// Returns true when the operator did something (input may now be waiting); otherwise `wakeAt` is
+// lowered to the tick at which it wants to be asked again.
 bool OperatorAct(uint32_t now, uint32_t& wakeAt);
 
 // How the operator turns the screen; the default swaps the primary display's width and height.

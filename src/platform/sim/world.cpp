@@ -1,0 +1,121 @@
+#include "platform/sim/world.h"
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "platform/files.h"
+#include "platform/sim/display_model.h"
+#include "platform/sim/gdi_sim.h"
+#include "platform/sim/machine.h"
+#include "platform/sim/operator.h"
+#include "platform/sim/screenshot.h"
+#include "platform/sim/window_sim.h"
+#include "platform/window.h"
+
+namespace platform {
+namespace sim {
+
+namespace {
+
+// Which events of the machine in force have happened: each happens once, and a machine put in
+// force starts with none.
+struct EventRecord {
+  std::mutex Lock;
+  uint32_t Generation = ~0u;
+  std::vector<bool> Happened;  // by the event's place in the machine's list
+};
+
+EventRecord& Record() {
+  static EventRecord record;
+  return record;
+}
+
+// The events not yet happened that `due` picks, in the machine's order, marked as happened.
+template <typename Due>
+std::vector<const MapEvent*> TakeDue(Due due) {
+  const Machine& machine = CurrentMachine();
+  EventRecord& record = Record();
+  std::lock_guard<std::mutex> hold(record.Lock);
+  if (record.Generation != MachineGeneration() || record.Happened.size() != machine.Events.size()) {
+    record.Generation = MachineGeneration();
+    record.Happened.assign(machine.Events.size(), false);
+  }
+  std::vector<const MapEvent*> taken;
+  for (size_t i = 0; i < machine.Events.size(); ++i) {
+    if (record.Happened[i] || !due(machine.Events[i])) continue;
+    record.Happened[i] = true;
+    taken.push_back(&machine.Events[i]);
+  }
+  return taken;
+}
+
+void DropKillFile(const std::string& path) {
+  if (std::FILE* file = OpenFile(path, "wb")) std::fclose(file);
+}
+
+void BreakConsole() {
+  std::raise(SIGINT);
+  // The break is handled on a thread of its own, as on Windows; give it time to land before the
+  // program looks again.
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+}
+
+void Happen(const MapEvent& event) {
+  switch (event.Action) {
+    case MapEvent::Kind::KillFile:
+      DropKillFile(event.Path);
+      break;
+    case MapEvent::Kind::ConsoleBreak:
+      BreakConsole();
+      break;
+  }
+}
+
+// Events set for a time since the start: the shell may drop a kill file while a window waits.
+bool TimedEventsAct(uint32_t now, uint32_t& wakeAt) {
+  const uint32_t start = CurrentMachine().StartTick;
+  const std::vector<const MapEvent*> due = TakeDue([&](const MapEvent& event) {
+    if (event.AtMap != 0) return false;
+    const uint32_t at = start + event.AtTime;
+    if (static_cast<int32_t>(now - at) >= 0) return true;
+    if (static_cast<int32_t>(at - wakeAt) < 0) wakeAt = at;
+    return false;
+  });
+  for (const MapEvent* event : due) Happen(*event);
+  return !due.empty();
+}
+
+}  // namespace
+
+bool WorldTurn(uint32_t now, uint32_t& wakeAt) {
+  if (TimedEventsAct(now, wakeAt)) return true;
+  return OperatorAct(now, wakeAt);
+}
+
+void BlockMapped(uint32_t count) {
+  for (const MapEvent* event : TakeDue([&](const MapEvent& e) { return e.AtMap == count; })) Happen(*event);
+}
+
+void WindowsInUse() {
+  static std::once_flag installed;
+  std::call_once(installed, [] {
+    SetDisplayChangeHook([](const AdapterState&) {
+      const AdapterState& primary = DisplayModel::Get().Primary();
+      // What was on the screen no longer holds: the text read off it is forgotten and every
+      // window paints again.
+      ForgetAllTextRuns(primary.FrameBuffer);
+      platform::InvalidateRect(0, nullptr, true);
+      BroadcastDisplayChange(static_cast<uint32_t>(primary.Current.Mode.Bits), primary.Current.Mode.Width,
+                             primary.Current.Mode.Height);
+    });
+  });
+}
+
+void WindowLeavesScreen(const std::wstring& title) { SaveScreenshot(title); }
+
+}  // namespace sim
+}  // namespace platform
