@@ -5,6 +5,8 @@
 #include <array>
 #include <cstdint>
 
+#include "platform/bytes.h"
+
 namespace devio {
 
 constexpr uint32_t ReadPortByteCode = 0x220004;
@@ -44,16 +46,10 @@ constexpr uint8_t PciStatusUntouched = 0x81;
 constexpr uint32_t Int15BlockSize = 288;
 constexpr uint32_t Int15PciExSize = 1062;
 
-inline void Put16(uint8_t* p, uint32_t v) {
-  p[0] = static_cast<uint8_t>(v);
-  p[1] = static_cast<uint8_t>(v >> 8);
-}
-inline void Put32(uint8_t* p, uint32_t v) {
-  Put16(p, v);
-  Put16(p + 2, v >> 16);
-}
-inline uint16_t Get16(const uint8_t* p) { return static_cast<uint16_t>(p[0] | p[1] << 8); }
-inline uint32_t Get32(const uint8_t* p) { return uint32_t{Get16(p)} | uint32_t{Get16(p + 2)} << 16; }
+using platform::Get16;
+using platform::Get32;
+using platform::Put16;
+using platform::Put32;
 
 using PortRequest = std::array<uint8_t, 12>;
 using MemoryRequest = std::array<uint8_t, 6>;

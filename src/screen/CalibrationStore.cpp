@@ -10,6 +10,7 @@
 #include "framework/KestException.h"
 #include "framework/Kestout.h"
 #include "hardware/Devio.h"
+#include "platform/bytes.h"
 #include "platform/debug_output.h"
 #include "platform/files.h"
 #include "platform/fullpath.h"
@@ -24,14 +25,8 @@ namespace {
 const char kStoreName[] = "ZR_VIDEO.DAT";
 const size_t kRecordSize = 32;
 
-uint32_t Word(const unsigned char* bytes, size_t at) {
-  return uint32_t{bytes[at]} | uint32_t{bytes[at + 1]} << 8 | uint32_t{bytes[at + 2]} << 16 |
-         uint32_t{bytes[at + 3]} << 24;
-}
-
-void PutWord(unsigned char* bytes, size_t at, uint32_t value) {
-  for (size_t i = 0; i < 4; ++i) bytes[at + i] = static_cast<unsigned char>(value >> (8 * i));
-}
+uint32_t Word(const unsigned char* bytes, size_t at) { return platform::Get32(bytes + at); }
+void PutWord(unsigned char* bytes, size_t at, uint32_t value) { platform::Put32(bytes + at, value); }
 
 CalibrationRecord Decode(const unsigned char* bytes) {
   CalibrationRecord record;

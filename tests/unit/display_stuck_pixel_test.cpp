@@ -174,7 +174,7 @@ TEST(StuckPixelDisplay, PixelOutsideTheModeHasNoEffectUntilAModeReachesIt) {
   DisplayScope scope(config);
   Primary primary;
   PaintWhite();
-  const Bytes before = sim::PrimaryFrameBuffer().Pixels;
+  const sim::PixelStorage before = sim::PrimaryFrameBuffer().Pixels;
   primary.Lock(0, 0);
   EXPECT_TRUE(sim::PrimaryFrameBuffer().Pixels == before);
 
@@ -192,7 +192,7 @@ TEST(StuckPixelDisplay, AdapterWithoutTheKeyIsUntouched) {
     DisplayScope scope(config);
     Primary primary;
     PaintWhite();
-    const Bytes before = sim::PrimaryFrameBuffer().Pixels;
+    const sim::PixelStorage before = sim::PrimaryFrameBuffer().Pixels;
     EXPECT_EQ(primary.Lock(99, 100), Bytes({0xFF, 0xFF, 0xFF, 0}));
     EXPECT_TRUE(sim::PrimaryFrameBuffer().Pixels == before);
   }

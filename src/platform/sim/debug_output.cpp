@@ -1,9 +1,9 @@
 #include "platform/debug_output.h"
 
 #include <cstdio>
-#include <cstdlib>
 
 #include "platform/sim/debug_log.h"
+#include "platform/sim/environment.h"
 
 namespace platform {
 
@@ -20,7 +20,7 @@ void OutputDebugStringA(const char* text) {
   std::string line = text ? text : "";
   sim::DebugOutput().push_back(line);
   // A person debugging the sim sees the text on standard error, never in the protocol.
-  if (const char* show = std::getenv("RASTERSCAN_DEBUG_OUTPUT"); show && *show)
+  if (sim::Environment().EchoDebugOutput)
     std::fprintf(stderr, "OutputDebugString: %s\n", line.c_str());
 }
 

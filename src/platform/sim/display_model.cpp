@@ -1,6 +1,7 @@
 #include "platform/sim/display_model.h"
 
 #include <algorithm>
+#include <utility>
 #include <cctype>
 
 #include "platform/ddraw.h"
@@ -14,6 +15,13 @@ namespace {
 DisplayConfig& Config() {
   static DisplayConfig config = DefaultDisplayConfig();
   return config;
+}
+
+// Rises with every new display configuration; the model is built again at its next use, so a run
+// that never looks at the displays (answering -help) never fills a frame buffer.
+uint32_t& ConfigGeneration() {
+  static uint32_t generation = 0;
+  return generation;
 }
 
 std::function<void(const AdapterState&)>& ChangeHook() {
@@ -72,8 +80,9 @@ std::vector<uint32_t> AdapterState::RatesOf(const ModeSize& mode) const {
 
 DisplayModel& DisplayModel::Get() {
   static DisplayModel model;
-  if (model.machineGeneration_ != MachineGeneration()) {
+  if (model.machineGeneration_ != MachineGeneration() || model.configGeneration_ != ConfigGeneration()) {
     model.machineGeneration_ = MachineGeneration();
+    model.configGeneration_ = ConfigGeneration();
     model.Build(Config());
   }
   return model;
@@ -106,8 +115,8 @@ void DisplayModel::Build(const DisplayConfig& config) {
       a.Registry.Mode = c.Registry;
       a.Registry.Refresh = a.RatesOf(c.Registry).front();
     }
-    AllocateFrameBuffer(a);
-    adapters_.push_back(a);
+    adapters_.push_back(std::move(a));
+    AllocateFrameBuffer(adapters_.back());
   }
 }
 
@@ -243,8 +252,7 @@ DisplayRect DisplayModel::VirtualScreen() const {
 
 void SetDisplayConfig(const DisplayConfig& config) {
   Config() = config;
-  DisplayModel& model = DisplayModel::Get();
-  model.Build(Config());
+  ++ConfigGeneration();
 }
 
 const DisplayConfig& CurrentDisplayConfig() { return Config(); }

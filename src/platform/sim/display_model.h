@@ -81,6 +81,7 @@ class DisplayModel {
   std::vector<AdapterState> adapters_;
   uint32_t epoch_ = 0;
   uint32_t machineGeneration_ = ~0u;
+  uint32_t configGeneration_ = ~0u;
   friend void SetDisplayConfig(const DisplayConfig& config);
 };
 

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <vector>
 
+#include "platform/bytes.h"
 #include "platform/sim/driver_log.h"
 #include "platform/sim/handle_table.h"
 #include "platform/sim/hardware.h"
@@ -52,17 +53,6 @@ bool FindService(const std::string& name, uint32_t& value) {
       return true;
     }
   return false;
-}
-
-uint16_t Get16(const uint8_t* p) { return static_cast<uint16_t>(p[0] | p[1] << 8); }
-uint32_t Get32(const uint8_t* p) { return uint32_t{Get16(p)} | uint32_t{Get16(p + 2)} << 16; }
-void Put16(uint8_t* p, uint32_t v) {
-  p[0] = static_cast<uint8_t>(v);
-  p[1] = static_cast<uint8_t>(v >> 8);
-}
-void Put32(uint8_t* p, uint32_t v) {
-  Put16(p, v);
-  Put16(p + 2, v >> 16);
 }
 
 // The driver's request table, decoded byte for byte from the records. `io` holds the input and

@@ -9,6 +9,7 @@
 #include <tuple>
 #include <vector>
 
+#include "platform/sim/environment.h"
 #include "platform/sim/gdi_internal.h"
 
 #ifdef RASTERSCAN_HAVE_FREETYPE
@@ -80,7 +81,7 @@ std::string FindFontFile(const std::string& name) {
   namespace fs = std::filesystem;
   std::error_code ec;
   std::vector<std::string> roots;
-  if (const char* dir = std::getenv("RASTERSCAN_FONT_DIR")) roots.emplace_back(dir);
+  if (!sim::Environment().FontFolder.empty()) roots.push_back(sim::Environment().FontFolder);
   for (const char* dir : {"/usr/share/fonts/truetype/liberation", "/usr/share/fonts/truetype/liberation2",
                           "/usr/share/fonts/liberation", "/usr/share/fonts/TTF"}) {
     roots.emplace_back(dir);

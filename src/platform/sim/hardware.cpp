@@ -5,6 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "platform/bytes.h"
 #include "platform/clock.h"
 #include "platform/sim/memory_faults.h"
 #include "platform/sim/world.h"
@@ -15,18 +16,6 @@ namespace sim {
 namespace {
 
 constexpr uint32_t PageSize = 4096;
-
-void Put16(uint8_t* p, uint32_t v) {
-  p[0] = static_cast<uint8_t>(v);
-  p[1] = static_cast<uint8_t>(v >> 8);
-}
-
-void Put32(uint8_t* p, uint32_t v) {
-  Put16(p, v);
-  Put16(p + 2, v >> 16);
-}
-
-uint32_t Get32(const uint8_t* p) { return uint32_t{p[0]} | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16 | uint32_t{p[3]} << 24; }
 
 int NewMemoryFile(uint32_t size) {
   int fd = memfd_create("rasterscan-physical", MFD_CLOEXEC);

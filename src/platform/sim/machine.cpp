@@ -8,7 +8,10 @@
 #include <sstream>
 #include <vector>
 
+#include <sys/stat.h>
+
 #include "platform/sim/display_model.h"
+#include "platform/sim/environment.h"
 #include "platform/sim/host_file.h"
 #include "platform/sim/management.h"
 #include "platform/sim/operator.h"
@@ -21,6 +24,20 @@ namespace {
 
 // Machine files are a few kilobytes; anything near this is not one.
 constexpr size_t kMaxMachineFileSize = 16u << 20;
+
+// The operator's steps as the environment gives them: the content of the file of that name when
+// there is one, else the text itself.
+bool ReadOperatorScript(const std::string& value, std::string& script, std::string& error) {
+  struct stat info {};
+  if (stat(value.c_str(), &info) != 0) {
+    script = value;
+    return true;
+  }
+  std::string reason;
+  if (ReadHostFile(value, kMaxMachineFileSize, script, reason)) return true;
+  error = "cannot read '" + value + "': " + reason;
+  return false;
+}
 
 Machine& Current() {
   static Machine machine;
@@ -514,26 +531,24 @@ bool BuildMachine(const MachineText& text, Machine& out, std::string& error) {
 }
 
 bool LoadMachine(std::string& error) {
+  const EnvironmentSettings& settings = Environment();
   std::string text = DefaultMachineText();
   std::string source = "built-in machine";
-  if (const char* path = std::getenv("RASTERSCAN_MACHINE"); path && *path) {
+  std::string folder;
+  if (!settings.MachineFile.empty()) {
+    const std::string& path = settings.MachineFile;
     std::string reason;
     if (!ReadHostFile(path, kMaxMachineFileSize, text, reason)) {
-      error = std::string("cannot read machine file '") + path + "': " + reason;
+      error = "cannot read machine file '" + path + "': " + reason;
       return false;
     }
-    source = std::string("machine file '") + path + "'";
+    source = "machine file '" + path + "'";
+    const size_t slash = path.rfind('/');
+    folder = slash == std::string::npos ? std::string(".") : path.substr(0, slash);
   }
   MachineText parsed;
   Machine machine;
   ManagementModel management;
-  const char* machinePath = std::getenv("RASTERSCAN_MACHINE");
-  std::string folder;
-  if (source != "built-in machine") {
-    const std::string path = machinePath;
-    const size_t slash = path.rfind('/');
-    folder = slash == std::string::npos ? std::string(".") : path.substr(0, slash);
-  }
   if (!ParseMachineText(text, parsed, error) || !BuildMachine(parsed, machine, error) ||
       !BuildManagementFromText(parsed, folder, management, error)) {
     error = source + ", " + error;
@@ -542,21 +557,26 @@ bool LoadMachine(std::string& error) {
   SetCurrentManagement(management);
   // A relative drive root is taken from the machine file's folder, so that a test can keep a
   // whole simulated drive beside its machine file.
-  if (source != "built-in machine" && machine.DriveRoot[0] != '/') machine.DriveRoot = folder + "/" + machine.DriveRoot;
-  if (const char* clock = std::getenv("RASTERSCAN_CLOCK"); clock && *clock) {
-    std::string mode = Lower(clock);
+  if (!folder.empty() && machine.DriveRoot[0] != '/') machine.DriveRoot = folder + "/" + machine.DriveRoot;
+  if (!settings.Clock.empty()) {
+    const std::string mode = Lower(settings.Clock);
     if (mode == "virtual") machine.VirtualClock = true;
     else if (mode == "real") machine.VirtualClock = false;
     else {
-      error = std::string("RASTERSCAN_CLOCK must be 'virtual' or 'real', not '") + clock + "'";
+      error = "RASTERSCAN_CLOCK must be 'virtual' or 'real', not '" + settings.Clock + "'";
       return false;
     }
   }
   SetCurrentMachine(machine);
-  // The environment's operator, when there is one, stands in for the machine file's.
-  const char* operatorScript = std::getenv("RASTERSCAN_OPERATOR");
-  if ((!operatorScript || !*operatorScript) && !machine.OperatorScript.empty() &&
-      !SetOperatorScript(machine.OperatorScript, error)) {
+  // One operator: the environment's when it names one, else the machine file's. A script that
+  // cannot be read stops the program here, before anything runs.
+  if (!settings.Operator.empty()) {
+    std::string script;
+    if (!ReadOperatorScript(settings.Operator, script, error) || !SetOperatorScript(script, error)) {
+      error = "RASTERSCAN_OPERATOR: " + error;
+      return false;
+    }
+  } else if (!SetOperatorScript(machine.OperatorScript, error)) {
     error = source + ", [operator] script: " + error;
     return false;
   }

@@ -15,12 +15,6 @@ namespace sim {
 
 namespace {
 
-std::string Hex(uint32_t value, int digits) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%0*X", digits, value);
-  return text;
-}
-
 // "Intel64 Family 6 Model 58 Stepping 9" style, from the processor signature.
 std::string ProcessorCaption(const SmbiosProcessor& cpu) {
   const uint32_t s = cpu.Signature;
@@ -62,7 +56,7 @@ ManagementObject ProcessorRow(const SmbiosDescription& d, size_t index) {
       {"NumberOfCores", NumberValue(cpu.Cores)},
       {"NumberOfLogicalProcessors", NumberValue(cpu.Cores * 2)},
       {"PowerManagementSupported", BooleanValue(false)},
-      {"ProcessorId", TextValue("BFEBFBFF" + Hex(cpu.Signature, 8))},
+      {"ProcessorId", TextValue("BFEBFBFF" + HexDigits(cpu.Signature, 8))},
       {"ProcessorType", NumberValue(3, CimUint16)},
       {"SocketDesignation", TextValue(cpu.Socket)},
       {"Status", TextValue("OK")},

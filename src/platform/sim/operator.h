@@ -34,10 +34,6 @@ namespace sim {
 // Replaces the script and starts the operator afresh. False with a reason for a bad step.
 bool SetOperatorScript(const std::string& script, std::string& error);
 
-// The script of RASTERSCAN_OPERATOR: a file name, or the script itself. Read at the first wait
-// unless a script was set before.
-bool LoadOperatorFromEnvironment(std::string& error);
-
 // The operator's part of the world's turn (world.h), when the program waits and nothing is ready.
 // Returns true when the operator did something (input may now be waiting); otherwise `wakeAt` is
 // lowered to the tick at which it wants to be asked again.

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 
 #include "platform/sim/display_model.h"
+#include "platform/sim/environment.h"
 #include "platform/sim/window_sim.h"
 
 #pragma GCC diagnostic push
@@ -116,8 +117,7 @@ void SaveScreenshot(const std::wstring& title) {
   std::lock_guard<std::mutex> hold(shots.Lock);
   if (!shots.Initialised) {
     shots.Initialised = true;
-    const char* folder = std::getenv("RASTERSCAN_SCREENSHOTS");
-    shots.Folder = folder ? folder : "";
+    shots.Folder = Environment().ScreenshotFolder;
     // A folder that is not there yet is made, as a user naming a new one expects.
     if (!shots.Folder.empty()) mkdir(shots.Folder.c_str(), 0755);
   }

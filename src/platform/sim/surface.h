@@ -5,10 +5,41 @@
 
 #include <array>
 #include <cstdint>
+#include <cstdlib>
+#include <new>
+#include <utility>
 #include <vector>
 
 namespace platform {
 namespace sim {
+
+// Pixel storage that comes zeroed from the system allocator instead of being filled: a frame
+// buffer costs nothing until something draws on it, which keeps a run that never draws cheap.
+template <typename T>
+struct ZeroedAllocator {
+  using value_type = T;
+  ZeroedAllocator() = default;
+  template <typename U>
+  ZeroedAllocator(const ZeroedAllocator<U>&) {}
+  T* allocate(size_t count) {
+    if (void* memory = std::calloc(count, sizeof(T))) return static_cast<T*>(memory);
+    throw std::bad_alloc();
+  }
+  void deallocate(T* memory, size_t) { std::free(memory); }
+  // A value-initialised element is already zero.
+  template <typename U>
+  void construct(U*) noexcept {}
+  template <typename U, typename... Args>
+  void construct(U* at, Args&&... args) {
+    ::new (static_cast<void*>(at)) U(std::forward<Args>(args)...);
+  }
+  template <typename U>
+  bool operator==(const ZeroedAllocator<U>&) const { return true; }
+  template <typename U>
+  bool operator!=(const ZeroedAllocator<U>&) const { return false; }
+};
+
+using PixelStorage = std::vector<uint8_t, ZeroedAllocator<uint8_t>>;
 
 struct PaletteEntry {
   uint8_t Red = 0;
@@ -27,7 +58,7 @@ struct Surface {
   int32_t Height = 0;
   int32_t Bits = 32;
   int32_t Pitch = 0;
-  std::vector<uint8_t> Pixels;
+  PixelStorage Pixels;
   // The hardware palette; only an 8-bit surface uses it.
   std::array<PaletteEntry, 256> Palette{};
 
@@ -39,7 +70,7 @@ struct Surface {
     Bits = bits;
     const int32_t row = (width * bits / 8 + 3) & ~3;
     Pitch = pitch > row ? pitch : row;
-    Pixels.assign(static_cast<size_t>(Pitch) * static_cast<size_t>(height), 0);
+    Pixels = PixelStorage(static_cast<size_t>(Pitch) * static_cast<size_t>(height));
   }
   int32_t BytesPerPixel() const { return Bits / 8; }
   uint8_t* Row(int32_t y) { return Pixels.data() + static_cast<size_t>(y) * static_cast<size_t>(Pitch); }

@@ -1,7 +1,6 @@
 #include "platform/system.h"
 
 #include <climits>
-#include <cstdlib>
 #include <set>
 
 #include <unistd.h>
@@ -58,13 +57,6 @@ std::string GetCwd() {
   char buffer[PATH_MAX];
   if (!getcwd(buffer, sizeof buffer)) return "";
   return buffer;
-}
-
-bool GetEnv(const std::string& name, std::string& value) {
-  const char* text = std::getenv(name.c_str());
-  if (!text) return false;
-  value = text;
-  return true;
 }
 
 }  // namespace platform

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cctype>
+#include <cstdint>
+#include <cstdio>
 #include <string>
 
 namespace platform {
@@ -27,6 +29,13 @@ inline bool ParseBool(const std::string& value, bool& out) {
   else if (word == "false" || word == "no" || word == "0") out = false;
   else return false;
   return true;
+}
+
+// Upper-case hexadecimal, zero-filled to `digits`, as device identifiers are written.
+inline std::string HexDigits(uint32_t value, int digits) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%0*X", digits, value);
+  return text;
 }
 
 }  // namespace sim

@@ -52,12 +52,4 @@ bool AllocateAndInitializeSid(const uint8_t (&authority)[6], uint8_t count, cons
   return true;
 }
 
-bool EqualSid(const Sid& a, const Sid& b) {
-  for (int i = 0; i < 6; ++i)
-    if (a.IdentifierAuthority[i] != b.IdentifierAuthority[i]) return false;
-  return a.SubAuthorities == b.SubAuthorities;
-}
-
-void FreeSid(Sid& sid) { sid = Sid{}; }
-
 }  // namespace platform

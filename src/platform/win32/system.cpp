@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <direct.h>
-#include <cstdlib>
 
 namespace platform {
 
@@ -56,13 +55,6 @@ std::string GetCwd() {
   char buffer[260];
   if (!::_getcwd(buffer, sizeof buffer)) return "";
   return buffer;
-}
-
-bool GetEnv(const std::string& name, std::string& value) {
-  const char* text = std::getenv(name.c_str());
-  if (!text) return false;
-  value = text;
-  return true;
 }
 
 }  // namespace platform
