@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <ftw.h>
 #include <poll.h>
+#include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -28,7 +29,15 @@ RunningProcess::RunningProcess(const ProcessOptions& options) {
   std::vector<std::string> envText;
   for (const auto& [key, value] : env) envText.push_back(key + "=" + value);
 
+  // Held in this thread across the fork, so that the child holds them from its first instruction:
+  // a stop sent at once cannot reach it before it blocks them itself.
+  sigset_t stops, previous;
+  sigemptyset(&stops);
+  sigaddset(&stops, SIGINT);
+  sigaddset(&stops, SIGTERM);
+  if (options.StopsHeldAtStart) pthread_sigmask(SIG_BLOCK, &stops, &previous);
   Pid = fork();
+  if (options.StopsHeldAtStart && Pid != 0) pthread_sigmask(SIG_SETMASK, &previous, nullptr);
   if (Pid < 0) throw std::runtime_error("fork failed");
   if (Pid == 0) {
     dup2(out[1], 1);
@@ -37,13 +46,6 @@ RunningProcess::RunningProcess(const ProcessOptions& options) {
     if (devnull >= 0) dup2(devnull, 0);
     close(out[0]), close(out[1]), close(err[0]), close(err[1]);
     if (!options.WorkingDirectory.empty() && chdir(options.WorkingDirectory.c_str()) != 0) _exit(126);
-    if (options.StopsHeldAtStart) {
-      sigset_t stops;
-      sigemptyset(&stops);
-      sigaddset(&stops, SIGINT);
-      sigaddset(&stops, SIGTERM);
-      sigprocmask(SIG_BLOCK, &stops, nullptr);
-    }
     std::vector<char*> argv, envp;
     for (const auto& a : options.Argv) argv.push_back(const_cast<char*>(a.c_str()));
     argv.push_back(nullptr);
