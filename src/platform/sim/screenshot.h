@@ -11,8 +11,11 @@
 namespace platform {
 namespace sim {
 
-// Writes the screen if screenshots are asked for; `title` names the window that goes.
+// Writes the screen if screenshots are asked for; `title` names the window that goes, or the
+// window whose picture was put on the screen through a DirectDraw lock.
 void SaveScreenshot(const std::wstring& title);
+// Whether screenshots are asked for.
+bool ScreenshotsWanted();
 
 // Writes `surface` as a PNG file of 8-bit RGB (an 8-bit surface through its palette).
 bool WriteSurfacePng(const Surface& surface, const std::string& path);
