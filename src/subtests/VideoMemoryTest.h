@@ -26,7 +26,7 @@ class VideoMemoryTest : public KestDiag {
   // the end of a row and the next row are neither written nor read.
   // Random bytes: rand() modulo 255 of the C runtime's generator, seeded with `seed`.
   static void FillRandom(uint8_t* surface, int32_t pitch, uint32_t rowBytes, uint32_t rows, uint32_t& seed);
-  // The pattern, by double words and then the bytes left.
+  // The pattern in every byte of every row.
   static void FillPattern(uint8_t* surface, int32_t pitch, uint32_t rowBytes, uint32_t rows, uint8_t pattern);
   // Reads every byte once. At the first one that is not the pattern, writes the pattern there again
   // and stops: false.

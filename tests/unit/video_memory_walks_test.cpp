@@ -9,9 +9,10 @@
 
 namespace {
 
-// Rows of 37 bytes, 48 apart, behind an odd start: the walks meet unaligned heads and tails.
-constexpr int32_t Pitch = 48;
-constexpr uint32_t RowBytes = 37;
+// Rows of 53 bytes, 64 apart, behind an odd start: a row is an unaligned head of 5 bytes, four
+// words read in one turn, one more word, and an unaligned tail.
+constexpr int32_t Pitch = 64;
+constexpr uint32_t RowBytes = 53;
 constexpr uint32_t Rows = 5;
 constexpr uint8_t Padding = 0xEE;
 
@@ -38,15 +39,19 @@ TEST(VideoMemoryWalks, APatternFillsTheRowsAndReadsBackWhole) {
 }
 
 TEST(VideoMemoryWalks, TheFirstBadByteIsWrittenAgainAndTheWalkStopsThere) {
-  // In the unaligned head, inside an aligned word, and in the tail of a row.
-  for (uint32_t x : {0u, 1u, 11u, 36u}) {
+  // In the head, in the first and last word of a turn, in the word after it, and in the tail.
+  for (uint32_t x : {0u, 1u, 11u, 30u, 40u, 52u}) {
     Surface s;
     VideoMemoryTest::FillPattern(s.First(), Pitch, RowBytes, Rows, 0x55);
     s.At(x, 2) = 0x54;
     s.At(20, 3) = 0x00;  // a later bad byte is never reached
+    if (x + 1 < RowBytes) s.At(x + 1, 2) = 0x56;  // nor is the next one, in the same word or not
     EXPECT_FALSE(VideoMemoryTest::ComparePattern(s.First(), Pitch, RowBytes, Rows, 0x55)) << x;
     EXPECT_EQ(s.At(x, 2), 0x55) << x;
     EXPECT_EQ(s.At(20, 3), 0x00) << x;
+    if (x + 1 < RowBytes) {
+      EXPECT_EQ(s.At(x + 1, 2), 0x56) << x;
+    }
     EXPECT_TRUE(s.PaddingIntact());
   }
 }
