@@ -1,5 +1,6 @@
 #include "subtests/VideoMemoryTest.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <string>
@@ -234,9 +235,8 @@ int32_t VideoMemoryTest::TestSurfaceMemory() {
 
   // The walks stay inside the surface that the lock gave, should the screen's own figures say
   // more; a surface with nothing to walk tests nothing and so cannot pass.
-  const uint32_t rowBytes = static_cast<uint32_t>(rowLength < 0 ? 0 : rowLength < desc.Pitch ? rowLength : desc.Pitch);
-  const uint32_t rows = height < 0 ? 0 : static_cast<uint32_t>(height) < desc.Height ? static_cast<uint32_t>(height)
-                                                                                        : desc.Height;
+  const uint32_t rowBytes = static_cast<uint32_t>(std::max(0, std::min(rowLength, desc.Pitch)));
+  const uint32_t rows = std::min(static_cast<uint32_t>(std::max(0, height)), desc.Height);
 
   uint32_t seed = static_cast<uint32_t>(platform::Time());
   platform::Sleep(200);
