@@ -1,7 +1,7 @@
 // Screenshots of the simulated screen: with RASTERSCAN_SCREENSHOTS=<folder> set, the frame buffer
 // is written as a PNG file each time a top-level window is destroyed, and each time a DirectDraw
-// lock of the screen changed it, so that a person can page through a run. Files are named "<number>-<title>.png", numbered on from the highest number in
-// the folder.
+// lock of the screen changed it, so that a person can page through a run. Files are named
+// "<number>-<title>.png", numbered on from the highest number in the folder.
 #pragma once
 
 #include <string>
