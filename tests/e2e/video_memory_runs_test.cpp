@@ -76,7 +76,7 @@ TEST_F(VideoMemoryRuns, EachFailingStepEndsWithItsCodeAfterItsPercentageOnEveryT
       {"DirectDrawFails=SetDisplayMode\n", "70", "990364"},
       {"DirectDrawFails=CreateSurface\n", "80", "990365"},
       {"DirectDrawFails=Unlock\n", "86", "990366"},
-      {"DirectDrawFails=Lock\n", "85", "990367"},
+      // Lock: the transcript of machines/display-lock-fails.ini.
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.Keys);

@@ -165,45 +165,6 @@ TEST(DisplayMemoryFaults, AModeChangeWhileLockedLetsGoOfTheOldFrameBuffer) {
   primary.Unlock();
 }
 
-TEST(DisplayMemoryFaults, RefusedCallsFailAndTheOthersGoOn) {
-  using Calls = std::vector<uint32_t>;
-  for (uint32_t call : Calls{sim::DdCallSetCooperativeLevel, sim::DdCallSetDisplayMode, sim::DdCallCreateSurface,
-                             sim::DdCallLock, sim::DdCallUnlock}) {
-    SCOPED_TRACE(call);
-    DisplayScope scope(Faulty({}, call));
-    platform::DirectDraw* dd = nullptr;
-    ASSERT_EQ(platform::DirectDrawCreate(nullptr, dd), platform::DdOk);
-    const platform::HResult cooperative =
-        dd->SetCooperativeLevel(0x1234, platform::DdsclExclusive | platform::DdsclFullscreen);
-    EXPECT_EQ(cooperative != platform::DdOk, call == sim::DdCallSetCooperativeLevel);
-    if (cooperative != platform::DdOk) {
-      dd->Release();
-      continue;
-    }
-    EXPECT_EQ(dd->SetDisplayMode(800, 600, 32) != platform::DdOk, call == sim::DdCallSetDisplayMode);
-    platform::SurfaceDesc request;
-    request.Flags = platform::DdsdCaps;
-    request.Caps = platform::DdsCapsPrimarySurface;
-    platform::DirectDrawSurface* surface = nullptr;
-    const platform::HResult made = dd->CreateSurface(request, surface);
-    EXPECT_EQ(made != platform::DdOk, call == sim::DdCallCreateSurface);
-    if (made == platform::DdOk) {
-      platform::SurfaceDesc desc;
-      const platform::HResult locked = surface->Lock(nullptr, desc, platform::DdlockWait);
-      EXPECT_EQ(locked != platform::DdOk, call == sim::DdCallLock);
-      if (locked == platform::DdOk) {
-        EXPECT_EQ(surface->Unlock(desc.Surface) != platform::DdOk, call == sim::DdCallUnlock);
-        // A refused unlock leaves the surface locked.
-        EXPECT_EQ(surface->Lock(nullptr, desc, platform::DdlockWait) == platform::DdErrSurfaceBusy,
-                  call == sim::DdCallUnlock);
-        surface->Unlock(desc.Surface);
-      }
-      surface->Release();
-    }
-    dd->Release();
-  }
-}
-
 TEST(DisplayMemoryFaults, ALockThatChangedTheScreenLeavesAPictureOfIt) {
   char folder[] = "/tmp/lock-shots-XXXXXX";
   ASSERT_NE(mkdtemp(folder), nullptr);
