@@ -2,12 +2,18 @@
 # Builds Raster-scan and runs its main job on the built-in simulated machine, unattended and on
 # the virtual clock: the four screen subtests (ModeTest, BltTest, LineTest, PaletteTest) calibrate
 # on the known-good machine, which writes ZR_VIDEO.DAT, and then verify every mode the machine has
-# against it, with a screenshot of every test window. Then the video memory test by direct
-# hardware access. Further arguments go to every run, e.g. -debug=true.
+# against it, with a screenshot of every test window. Then the video memory tests: through
+# DirectDraw (VideoMemoryTest, with a screenshot of the random bytes and of each pattern it puts on
+# the screen) and by direct hardware access. Further arguments go to every run, e.g. -debug=true.
 #   bash tools/run-main.sh [arguments...]
 # RASTERSCAN_MACHINE=<file> verifies on another machine, e.g. machines/display-stuck-pixel.ini.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
+# A machine named relative to where the script was started, as the runs happen elsewhere.
+case "${RASTERSCAN_MACHINE:-}" in
+  "" | /*) ;;
+  *) RASTERSCAN_MACHINE="$PWD/$RASTERSCAN_MACHINE" ;;
+esac
 cd "$top"
 
 bash tools/install-deps.sh
@@ -49,6 +55,7 @@ for test in ModeTest BltTest LineTest; do
   run "verify-$test" -subtest=$test -interactive=false -TestAllResolutions=true "$@"
 done
 run verify-PaletteTest -subtest=PaletteTest -interactive=false "$@"
+run VideoMemoryTest -subtest=VideoMemoryTest "$@"
 unset RASTERSCAN_SCREENSHOTS
 run ExtendedVideoMemoryTest -subtest=ExtendedVideoMemoryTest "$@"
 
@@ -56,6 +63,6 @@ echo
 echo "Working directory:  $work"
 echo "Calibration file:   $work/ZR_VIDEO.DAT ($(($(stat -c %s ZR_VIDEO.DAT) / 32)) records)"
 echo "Protocols:          $work/*.log"
-echo "Screenshots:        $work/screenshots ($(ls screenshots | wc -l) test windows)"
+echo "Screenshots:        $work/screenshots ($(ls screenshots | wc -l) pictures)"
 [ "$failed" -eq 0 ] && echo "All runs passed." || echo "Some runs failed: see their protocols."
 exit "$failed"

@@ -9,11 +9,11 @@
 #include "framework/Kestout.h"
 #include "hardware/SetupDI.h"
 #include "platform/walltime.h"
+#include "subtests/MemoryPatterns.h"
 #include "text/TextHelpers.h"
 
 namespace {
 
-constexpr uint8_t Patterns[8] = {0x00, 0xA5, 0x5A, 0x55, 0xAA, 0x00, 0xFF, 0x00};
 constexpr uint32_t BlockSize = 0x100000;
 constexpr int32_t MaxMemorySizeMegabytes = 4095;
 
@@ -34,7 +34,7 @@ inline bool TestByte(volatile uint8_t* byte, uint32_t offset, int32_t retries,
   const uint8_t saved = *byte;
   int32_t left = retries;
   for (int index = 0; index < 8;) {
-    const uint8_t pattern = Patterns[index];
+    const uint8_t pattern = MemoryTestPatterns[index];
     *byte = pattern;
     const uint8_t read = *byte;
     if (read != pattern) {
@@ -52,11 +52,6 @@ inline bool TestByte(volatile uint8_t* byte, uint32_t offset, int32_t retries,
   }
   *byte = saved;
   return true;
-}
-
-uint32_t NextRandom(uint32_t& seed) {
-  seed = seed * 214013u + 2531011u;
-  return (seed >> 16) & 0x7FFF;
 }
 
 }  // namespace

@@ -1,8 +1,13 @@
 #include "platform/ddraw.h"
 
+#include <cstring>
 #include <map>
+#include <vector>
 
 #include "platform/sim/display_model.h"
+#include "platform/sim/memory_faults.h"
+#include "platform/sim/screenshot.h"
+#include "platform/sim/window_sim.h"
 #include "platform/window.h"
 
 namespace platform {
@@ -39,6 +44,9 @@ bool SameGuid(const Guid& a, const Guid& b) {
 }
 
 bool IsNullGuid(const Guid* guid) { return guid == nullptr || SameGuid(*guid, Guid{}); }
+
+// A faulty device refuses the call, however it is made.
+bool Refuses(const AdapterState& adapter, uint32_t call) { return (adapter.Config.FailingDirectDrawCalls & call) != 0; }
 
 DdPixelFormat FormatOf(int32_t bits) {
   DdPixelFormat f;
@@ -89,18 +97,38 @@ class SimSurface final : public DirectDrawSurface {
     DisplayRect r = rect != nullptr ? *rect : whole;
     if (r.Left < 0 || r.Top < 0 || r.Right > width_ || r.Bottom > height_ || r.Left >= r.Right || r.Top >= r.Bottom)
       return DdErrInvalidRect;
-    sim::ForceStuckPixels(state->FrameBuffer);
+    if (Refuses(*state, sim::DdCallLock)) return DdErrGeneric;
+    sim::Surface& frameBuffer = state->FrameBuffer;
+    sim::ForceFrameBufferFaults(frameBuffer);
     Describe(desc);
     desc.Flags |= DdsdLpSurface;
-    desc.Surface = state->FrameBuffer.Row(r.Top) + r.Left * (bits_ / 8);
+    desc.Surface = frameBuffer.Row(r.Top) + r.Left * (bits_ / 8);
     locked_ = true;
+    // The program now reads and writes the bytes directly: the faulty ones answer through traps.
+    lockedView_ = reinterpret_cast<uintptr_t>(frameBuffer.Pixels.data());
+    lockedLength_ = frameBuffer.Pixels.size();
+    if (&frameBuffer == &sim::ScreenSurface() && sim::ScreenshotsWanted())
+      before_.assign(frameBuffer.Pixels.begin(), frameBuffer.Pixels.end());
+    sim::AttachFaults(sim::FrameBufferOf(adapter_), lockedView_, lockedLength_, 0);
     return DdOk;
   }
 
   HResult Unlock(void* surfaceData) override {
     (void)surfaceData;
     if (!locked_) return DdErrNotLocked;
+    AdapterState* state = SameFrameBuffer();
+    // A refused unlock leaves the surface locked.
+    if (state != nullptr && Refuses(*state, sim::DdCallUnlock)) return DdErrGeneric;
     locked_ = false;
+    std::vector<uint8_t> before;
+    before.swap(before_);
+    // A frame buffer made anew since the lock had its pages let go with the old one.
+    if (state == nullptr) return DdOk;
+    sim::DetachFaults(lockedView_, lockedLength_);
+    // What was written through the lock is on the screen: a picture of it when it changed.
+    const sim::Surface& frameBuffer = state->FrameBuffer;
+    if (!before.empty() && std::memcmp(before.data(), frameBuffer.Pixels.data(), before.size()) != 0)
+      sim::SaveScreenshot(ScreenshotTitle());
     return DdOk;
   }
 
@@ -115,7 +143,7 @@ class SimSurface final : public DirectDrawSurface {
     if (state == nullptr) return DdErrSurfaceLost;
     if (dc_ != 0) return DdErrDcAlreadyCreated;
     if (locked_) return DdErrSurfaceBusy;
-    sim::ForceStuckPixels(state->FrameBuffer);
+    sim::ForceFrameBufferFaults(state->FrameBuffer);
     uintptr_t made = DcHooks().Create ? DcHooks().Create(state->FrameBuffer) : NextDcToken();
     if (made == 0) return DdErrCantCreateDc;
     dc_ = made;
@@ -134,7 +162,21 @@ class SimSurface final : public DirectDrawSurface {
   void Orphan() { owner_ = nullptr; }
 
  private:
-  ~SimSurface() override { DropDc(); }
+  ~SimSurface() override {
+    DropDc();
+    if (locked_ && SameFrameBuffer() != nullptr) sim::DetachFaults(lockedView_, lockedLength_);
+  }
+
+  // The adapter while its frame buffer is still the one this surface was made on, whether or not
+  // the DirectDraw object is still there.
+  AdapterState* SameFrameBuffer() {
+    DisplayModel& model = DisplayModel::Get();
+    if (model.Epoch() != epoch_) return nullptr;
+    AdapterState& state = model.Adapters()[adapter_];
+    return state.ModeGeneration == generation_ ? &state : nullptr;
+  }
+
+  std::wstring ScreenshotTitle() const;
 
   void DropDc() {
     if (dc_ == 0) return;
@@ -174,6 +216,9 @@ class SimSurface final : public DirectDrawSurface {
   int32_t bits_ = 0;
   int32_t pitch_ = 0;
   bool locked_ = false;
+  uintptr_t lockedView_ = 0;
+  size_t lockedLength_ = 0;
+  std::vector<uint8_t> before_;  // the screen at the lock, when screenshots are taken
   uintptr_t dc_ = 0;
 };
 
@@ -211,6 +256,7 @@ class SimDirectDraw final : public DirectDraw {
     const bool normal = (flags & DdsclNormal) != 0;
     if (exclusive != fullscreen || exclusive == normal) return DdErrInvalidParams;
     if (exclusive && window == 0) return DdErrInvalidParams;
+    if (Refuses(*state, sim::DdCallSetCooperativeLevel)) return DdErrGeneric;
     if (exclusive && state->ExclusiveOwner != 0 && state->ExclusiveOwner != Id()) return DdErrExclusiveModeAlreadySet;
     if (exclusive) state->ExclusiveOwner = Id();
     else if (state->ExclusiveOwner == Id()) state->ExclusiveOwner = 0;
@@ -230,6 +276,7 @@ class SimDirectDraw final : public DirectDraw {
     if ((flags & ~1u) != 0) return DdErrInvalidParams;
     if (!cooperative_) return DdErrNoCooperativeLevelSet;
     if (state->ExclusiveOwner != 0 && state->ExclusiveOwner != Id()) return DdErrNoExclusiveMode;
+    if (Refuses(*state, sim::DdCallSetDisplayMode)) return DdErrUnsupportedMode;
     sim::DisplaySettings before = state->Current;
     sim::ModeSize mode{static_cast<int32_t>(width), static_cast<int32_t>(height), static_cast<int32_t>(bitsPerPixel)};
     HResult result = DisplayModel::Get().SetDirectDrawMode(*state, mode, refreshRate);
@@ -285,12 +332,14 @@ class SimDirectDraw final : public DirectDraw {
     if ((desc.Flags & (DdsdWidth | DdsdHeight)) != 0) return DdErrInvalidParams;
     if (!cooperative_) return DdErrNoCooperativeLevelSet;
     if (primary_ != nullptr) return DdErrPrimarySurfaceAlreadyExists;
+    if (Refuses(*state, sim::DdCallCreateSurface)) return DdErrOutOfMemory;
     primary_ = new SimSurface(this, adapter_, epoch_, *state);
     out = primary_;
     return DdOk;
   }
 
   void SurfaceGone() { primary_ = nullptr; }
+  Hwnd FocusWindow() const { return focusWindow_; }
 
  private:
   ~SimDirectDraw() override = default;
@@ -320,6 +369,13 @@ class SimDirectDraw final : public DirectDraw {
   sim::DisplaySettings saved_;
   SimSurface* primary_ = nullptr;
 };
+
+// Pictures of the screen through a lock are named after the window that holds exclusive mode.
+std::wstring SimSurface::ScreenshotTitle() const {
+  const Hwnd window = owner_ != nullptr ? owner_->FocusWindow() : 0;
+  const std::wstring title = window != 0 && IsWindow(window) ? sim::WindowTitle(window) : std::wstring();
+  return title.empty() ? L"primary-surface" : title;
+}
 
 uint32_t SimSurface::Release() {
   if (--refs_ != 0) return refs_;

@@ -77,6 +77,64 @@ bool ParseStuckPixels(const std::string& text, std::vector<StuckPixel>& out) {
   return !out.empty() && Strip(text).back() != ';';
 }
 
+// A 32-bit number, decimal or after 0x hexadecimal.
+bool ParseOffset(const std::string& text, uint32_t& out) {
+  const std::string t = Lower(text);
+  const bool hex = t.rfind("0x", 0) == 0;
+  const std::string digits = hex ? t.substr(2) : t;
+  auto digit = [hex](char c) { return hex ? std::isxdigit(static_cast<unsigned char>(c)) != 0 : c >= '0' && c <= '9'; };
+  if (digits.empty() || digits.size() > (hex ? 8u : 10u) || !std::all_of(digits.begin(), digits.end(), digit))
+    return false;
+  const unsigned long long value = std::strtoull(digits.c_str(), nullptr, hex ? 16 : 10);
+  if (value > 0xFFFFFFFFull) return false;
+  out = static_cast<uint32_t>(value);
+  return true;
+}
+
+// Frame buffer faults, three words each, several separated by ';': "<offset> <bit> <0|1>" for a
+// stuck bit, "<offset> <mask> <reads>" for a flaky byte.
+bool ParseFrameBufferFaults(const std::string& text, bool stuck, std::vector<ByteFault>& out) {
+  std::istringstream in(text);
+  std::string item;
+  bool any = false;
+  while (std::getline(in, item, ';')) {
+    std::istringstream words(item);
+    std::string offset, second, third, extra;
+    ByteFault fault;
+    uint32_t a = 0, b = 0;
+    if (!(words >> offset >> second >> third) || (words >> extra) || !ParseOffset(offset, fault.Offset) ||
+        !ParseOffset(second, a) || !ParseOffset(third, b))
+      return false;
+    if (stuck) {
+      if (a > 7 || b > 1) return false;
+      (b == 1 ? fault.StuckSet : fault.StuckClear) = static_cast<uint8_t>(1u << a);
+    } else {
+      if (a == 0 || a > 0xFF) return false;
+      fault.FlipMask = static_cast<uint8_t>(a);
+      fault.Flips = b;
+    }
+    out.push_back(fault);
+    any = true;
+  }
+  return any && Strip(text).back() != ';';
+}
+
+// "Lock, Unlock": the DirectDraw calls that fail.
+bool ParseDirectDrawCalls(const std::string& text, uint32_t& out) {
+  static const std::map<std::string, uint32_t> calls = {{"setcooperativelevel", DdCallSetCooperativeLevel},
+                                                        {"setdisplaymode", DdCallSetDisplayMode},
+                                                        {"createsurface", DdCallCreateSurface},
+                                                        {"lock", DdCallLock},
+                                                        {"unlock", DdCallUnlock}};
+  out = 0;
+  for (const std::string& item : SplitList(text)) {
+    auto call = calls.find(Lower(item));
+    if (call == calls.end()) return false;
+    out |= call->second;
+  }
+  return out != 0;
+}
+
 bool ParseModeList(const std::string& text, std::vector<ModeSize>& out) {
   out.clear();
   if (Lower(Strip(text)) == "none") return true;
@@ -158,6 +216,12 @@ const std::map<std::string, AdapterReader>& AdapterSchema() {
       {"dpi", [](const std::string& v, AdapterConfig& a) { return ParseInt(v, a.Dpi) && a.Dpi >= 1; }},
       {"refuseattach", [](const std::string& v, AdapterConfig& a) { return ParseBool(v, a.RefuseAttach); }},
       {"stuckpixel", [](const std::string& v, AdapterConfig& a) { return ParseStuckPixels(v, a.StuckPixels); }},
+      {"stuckbit",
+       [](const std::string& v, AdapterConfig& a) { return ParseFrameBufferFaults(v, true, a.FrameBufferFaults); }},
+      {"flakybyte",
+       [](const std::string& v, AdapterConfig& a) { return ParseFrameBufferFaults(v, false, a.FrameBufferFaults); }},
+      {"directdrawfails",
+       [](const std::string& v, AdapterConfig& a) { return ParseDirectDrawCalls(v, a.FailingDirectDrawCalls); }},
   };
   return schema;
 }
@@ -183,6 +247,8 @@ bool CheckAdapter(const AdapterConfig& a, int number, std::string& error) {
     for (const ModeSize& m : *list)
       if (!Contains(a.Modes, m)) return error = where + ": " + ModeSizeText(m) + " is not in Modes", false;
   if (a.Primary && !a.Attached) return error = where + ": the primary adapter must be attached", false;
+  if (!a.FrameBufferFaults.empty() && !ByteFaultsSupported())
+    return error = where + ": stuck and flaky frame buffer bytes need an x86 host", false;
   return true;
 }
 

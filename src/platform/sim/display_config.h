@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/sim/memory_faults.h"
+
 namespace platform {
 namespace sim {
 
@@ -32,6 +34,15 @@ struct StuckPixel {
   uint8_t Value = 0;
 };
 
+// DirectDraw calls that a faulty device refuses, as bits.
+enum DirectDrawCall : uint32_t {
+  DdCallSetCooperativeLevel = 0x1,
+  DdCallSetDisplayMode = 0x2,
+  DdCallCreateSurface = 0x4,
+  DdCallLock = 0x8,
+  DdCallUnlock = 0x10,
+};
+
 struct AdapterConfig {
   AdapterKind Kind = AdapterKind::Adapter;
   std::string Description = "Simulated Display Adapter";
@@ -48,6 +59,8 @@ struct AdapterConfig {
   // DirectDraw's list; empty means the same as Modes.
   std::vector<ModeSize> DirectDrawModes;
   bool DirectDrawAvailable = true;
+  // DirectDrawCall bits: calls that fail on this device whenever they are made (a fault).
+  uint32_t FailingDirectDrawCalls = 0;
   // The mode at start (attached) and the stored one; a zero size stores nothing.
   ModeSize Current{1024, 768, 32};
   uint32_t CurrentRefresh = 0;  // 0: the mode's first rate
@@ -63,6 +76,9 @@ struct AdapterConfig {
   bool RefuseAttach = false;
   // Pixels outside the present mode have no effect in it.
   std::vector<StuckPixel> StuckPixels;
+  // Faulty bytes of the frame buffer's memory, by byte offset from its first byte in whatever
+  // mode is set; offsets past the frame buffer have no effect in that mode (a fault).
+  std::vector<ByteFault> FrameBufferFaults;
   std::vector<MonitorConfig> Monitors;
 };
 

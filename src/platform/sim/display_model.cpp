@@ -54,7 +54,13 @@ void SetDefaultPalette(Surface& surface) {
   }
 }
 
+// The frame buffer's pages stop being watched before its storage goes back to the system.
+void DetachFrameBuffer(Surface& frameBuffer) {
+  DetachFaults(reinterpret_cast<uintptr_t>(frameBuffer.Pixels.data()), frameBuffer.Pixels.size());
+}
+
 void AllocateFrameBuffer(AdapterState& adapter) {
+  DetachFrameBuffer(adapter.FrameBuffer);
   const ModeSize& mode = adapter.Current.Mode;
   if (!adapter.Current.Attached || mode.Width <= 0 || mode.Height <= 0) {
     adapter.FrameBuffer = Surface{};
@@ -90,6 +96,10 @@ DisplayModel& DisplayModel::Get() {
 
 void DisplayModel::Build(const DisplayConfig& config) {
   ++epoch_;
+  for (size_t i = 0; i < adapters_.size(); ++i) {
+    DetachFrameBuffer(adapters_[i].FrameBuffer);
+    SetByteFaults(FrameBufferOf(i), {});
+  }
   adapters_.clear();
   int adapterNumber = 0;
   int pseudoNumber = 0;
@@ -115,6 +125,7 @@ void DisplayModel::Build(const DisplayConfig& config) {
       a.Registry.Mode = c.Registry;
       a.Registry.Refresh = a.RatesOf(c.Registry).front();
     }
+    SetByteFaults(FrameBufferOf(adapters_.size()), c.FrameBufferFaults);
     adapters_.push_back(std::move(a));
     AllocateFrameBuffer(adapters_.back());
   }
@@ -259,9 +270,12 @@ const DisplayConfig& CurrentDisplayConfig() { return Config(); }
 
 Surface& PrimaryFrameBuffer() { return DisplayModel::Get().Primary().FrameBuffer; }
 
-void ForceStuckPixels(Surface& surface) {
-  for (AdapterState& a : DisplayModel::Get().Adapters()) {
+void ForceFrameBufferFaults(Surface& surface) {
+  auto& adapters = DisplayModel::Get().Adapters();
+  for (size_t index = 0; index < adapters.size(); ++index) {
+    AdapterState& a = adapters[index];
     if (&a.FrameBuffer != &surface) continue;
+    ApplyStuckBits(FrameBufferOf(index), surface.Pixels.data(), 0, surface.Pixels.size());
     const size_t bytes = static_cast<size_t>(surface.BytesPerPixel());
     for (const StuckPixel& p : a.Config.StuckPixels) {
       if (p.X >= surface.Width || p.Y >= surface.Height) continue;

@@ -93,10 +93,10 @@ const DisplayConfig& CurrentDisplayConfig();
 // The primary adapter's frame buffer: what the screen shows.
 Surface& PrimaryFrameBuffer();
 
-// When `surface` is an adapter's frame buffer, puts that adapter's stuck pixels (inside the
-// present mode) into it: called before every read of the frame buffer, so that what was written
-// there since never shows.
-void ForceStuckPixels(Surface& surface);
+// When `surface` is an adapter's frame buffer, puts that adapter's stuck pixels and stuck bits
+// (inside the present mode) into it: called before every read of the frame buffer, so that what
+// was written there since never shows.
+void ForceFrameBufferFaults(Surface& surface);
 
 // Called after each applied change of a device's settings (for WM_DISPLAYCHANGE).
 void SetDisplayChangeHook(std::function<void(const AdapterState& adapter)> hook);

@@ -244,7 +244,7 @@ ColorRef GetPixel(Hdc handle, int32_t x, int32_t y) {
   if (dc == nullptr || !ResolveTarget(*dc, t)) return ClrInvalid;
   const int32_t sx = x + t.OriginX, sy = y + t.OriginY;
   if (sx < t.Clip.Left || sx >= t.Clip.Right || sy < t.Clip.Top || sy >= t.Clip.Bottom) return ClrInvalid;
-  sim::ForceStuckPixels(*t.Pixels);
+  sim::ForceFrameBufferFaults(*t.Pixels);
   return sim::PixelToColor(*t.Pixels, ReadPixel(*t.Pixels, sx, sy));
 }
 
@@ -303,10 +303,10 @@ bool BitBlt(Hdc destHandle, int32_t x, int32_t y, int32_t width, int32_t height,
     if (source == nullptr || !ResolveTarget(*source, st)) return false;
     // The source is read wherever its surface has pixels, not only inside its clip.
     st.Clip = Rect{0, 0, st.Pixels->Width, st.Pixels->Height};
-    sim::ForceStuckPixels(*st.Pixels);
+    sim::ForceFrameBufferFaults(*st.Pixels);
   }
   // Raster operations read the destination too.
-  sim::ForceStuckPixels(*dt.Pixels);
+  sim::ForceFrameBufferFaults(*dt.Pixels);
   if (width < 0 || height < 0) return false;
   // Destination and source rectangles in surface coordinates, cut to what both allow.
   Rect d{x + dt.OriginX, y + dt.OriginY, 0, 0};

@@ -43,6 +43,25 @@ std::vector<View>& Views() {
   return views;
 }
 
+// The stuck and flaky bytes of the machine's [Faults], by physical address.
+std::vector<ByteFault> PhysicalByteFaults(const Machine& machine) {
+  std::vector<ByteFault> list;
+  for (const MemoryFault& f : machine.Faults) {
+    ByteFault fault;
+    fault.Offset = f.Address;
+    if (f.Type == MemoryFault::Kind::StuckBit) {
+      (f.StuckHigh ? fault.StuckSet : fault.StuckClear) = f.Mask;
+    } else if (f.Type == MemoryFault::Kind::FlakyByte) {
+      fault.FlipMask = f.Mask;
+      fault.Flips = f.Reads;
+    } else {
+      continue;
+    }
+    list.push_back(fault);
+  }
+  return list;
+}
+
 }  // namespace
 
 Hardware& Hardware::Get() {
@@ -64,7 +83,7 @@ void Hardware::Release() {
 }
 
 void Hardware::Build(const Machine& machine) {
-  ResetMemoryFaults(machine.Faults);
+  SetByteFaults(PhysicalMemory, PhysicalByteFaults(machine));
   mapCount_ = 0;
   configAddress_ = 0;
   ports_.assign(0x10000, 0xFF);
@@ -123,7 +142,7 @@ void Hardware::Build(const Machine& machine) {
         uint8_t byte = 0;
         off_t at = static_cast<off_t>(fault.Address - bar.Base + skew);
         if (pread(region.Fd, &byte, 1, at) == 1) {
-          ApplyStuckBits(&byte, fault.Address, 1);
+          ApplyStuckBits(PhysicalMemory, &byte, fault.Address, 1);
           if (pwrite(region.Fd, &byte, 1, at) != 1) continue;
         }
       }
@@ -300,7 +319,7 @@ uintptr_t Hardware::MapView(uint32_t address, uint32_t length) {
     return 0;
   }
   uintptr_t base = reinterpret_cast<uintptr_t>(view);
-  AttachFaults(base, viewLength, region->Base + aligned - region->Skew);
+  AttachFaults(PhysicalMemory, base, viewLength, region->Base + aligned - region->Skew);
   uintptr_t answer = base + (offset - aligned);
   Views().push_back(View{base, viewLength, answer, address, length});
   ++mapCount_;

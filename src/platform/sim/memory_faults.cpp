@@ -13,62 +13,70 @@ namespace sim {
 namespace {
 
 constexpr size_t PageSize = 4096;
-constexpr size_t MaxByteFaults = 64;
+constexpr size_t MaxByteFaults = 128;
 constexpr size_t MaxTrappedPages = 256;
 constexpr size_t MaxPending = 4;
+constexpr size_t MaxFlips = 16;
 
-struct ByteFault {
-  uint32_t Physical;
-  uint8_t StuckClear;  // bits forced to 0
-  uint8_t StuckSet;    // bits forced to 1
-  uint8_t FlipMask;
-  uint32_t FlipsLeft;
+struct SpaceFault {
+  FaultSpace Space;
+  ByteFault Fault;  // Flips counts the reads left
 };
 
 struct TrappedPage {
   uintptr_t Page;
-  uint32_t Physical;
+  FaultSpace Space;
+  uint32_t Offset;  // of the page's first byte in its space
   bool Live;
 };
 
+struct Flip {
+  volatile uint8_t* At;
+  ByteFault* Fault;
+};
+
 // Fixed arrays: the signal handlers read them and must not allocate.
-ByteFault faults[MaxByteFaults];
+SpaceFault faults[MaxByteFaults];
 size_t faultCount = 0;
 TrappedPage pages[MaxTrappedPages];
 size_t pageCount = 0;
 
 TrappedPage* pending[MaxPending];
 size_t pendingCount = 0;
-volatile uint8_t* flipAt = nullptr;
-ByteFault* flipFault = nullptr;
+Flip flips[MaxFlips];
+size_t flipCount = 0;
 
 struct sigaction previousSegv;
 struct sigaction previousTrap;
 bool handlersInstalled = false;
 
-bool HasLiveFault(uint32_t pagePhysical) {
+bool IsLive(const ByteFault& f) { return (f.StuckClear | f.StuckSet) != 0 || f.Flips != 0; }
+
+bool HasLiveFault(FaultSpace space, uint32_t pageOffset) {
   for (size_t i = 0; i < faultCount; ++i) {
-    const ByteFault& f = faults[i];
-    if (f.Physical - pagePhysical < PageSize && ((f.StuckClear | f.StuckSet) != 0 || f.FlipsLeft != 0)) return true;
+    const SpaceFault& f = faults[i];
+    if (f.Space == space && f.Fault.Offset - pageOffset < PageSize && IsLive(f.Fault)) return true;
   }
   return false;
 }
 
 void EnforceStuckBits(const TrappedPage& page) {
   for (size_t i = 0; i < faultCount; ++i) {
-    const ByteFault& f = faults[i];
-    if (f.Physical - page.Physical >= PageSize) continue;
-    volatile uint8_t* byte = reinterpret_cast<volatile uint8_t*>(page.Page + (f.Physical - page.Physical));
-    *byte = static_cast<uint8_t>((*byte & ~f.StuckClear) | f.StuckSet);
+    const SpaceFault& f = faults[i];
+    if (f.Space != page.Space || f.Fault.Offset - page.Offset >= PageSize) continue;
+    if ((f.Fault.StuckClear | f.Fault.StuckSet) == 0) continue;
+    volatile uint8_t* byte = reinterpret_cast<volatile uint8_t*>(page.Page + (f.Fault.Offset - page.Offset));
+    *byte = static_cast<uint8_t>((*byte & ~f.Fault.StuckClear) | f.Fault.StuckSet);
   }
 }
 
 #if defined(__x86_64__) || defined(__i386__)
 #if defined(__x86_64__)
-constexpr int FlagsRegister = REG_EFL;
+constexpr int InstructionRegister = REG_RIP;
 #else
-constexpr int FlagsRegister = REG_EFL;
+constexpr int InstructionRegister = REG_EIP;
 #endif
+constexpr int FlagsRegister = REG_EFL;
 constexpr greg_t TrapFlag = 0x100;
 
 void OnSegv(int signalNumber, siginfo_t* info, void* context) {
@@ -82,19 +90,22 @@ void OnSegv(int signalNumber, siginfo_t* info, void* context) {
     sigaction(signalNumber, &previousSegv, nullptr);
     return;
   }
-  // Open the page first: the flip below and the instruction both need it.
+  // Open the page first: the flips below and the instruction both need it.
   mprotect(reinterpret_cast<void*>(page->Page), PageSize, PROT_READ | PROT_WRITE);
   pending[pendingCount++] = page;
-  bool isWrite = (uc->uc_mcontext.gregs[REG_ERR] & 2) != 0;
-  if (!isWrite && !flipAt) {
-    uint32_t physical = page->Physical + static_cast<uint32_t>(address - page->Page);
-    for (size_t i = 0; i < faultCount; ++i) {
-      if (faults[i].Physical == physical && faults[i].FlipsLeft != 0) {
-        flipAt = reinterpret_cast<volatile uint8_t*>(address);
-        flipFault = &faults[i];
-        *flipAt = static_cast<uint8_t>(*flipAt ^ flipFault->FlipMask);
-        break;
-      }
+  const bool isWrite = (uc->uc_mcontext.gregs[REG_ERR] & 2) != 0;
+  if (!isWrite) {
+    // Every flaky byte of this page that the read covers reads inverted, once.
+    const uint32_t first = page->Offset + static_cast<uint32_t>(address - page->Page);
+    const size_t width = ReadWidth(reinterpret_cast<const uint8_t*>(uc->uc_mcontext.gregs[InstructionRegister]));
+    for (size_t i = 0; i < faultCount && flipCount < MaxFlips; ++i) {
+      SpaceFault& f = faults[i];
+      if (f.Space != page->Space || f.Fault.Flips == 0 || f.Fault.Offset - first >= width ||
+          f.Fault.Offset - page->Offset >= PageSize)
+        continue;
+      volatile uint8_t* at = reinterpret_cast<volatile uint8_t*>(page->Page + (f.Fault.Offset - page->Offset));
+      *at = static_cast<uint8_t>(*at ^ f.Fault.FlipMask);
+      flips[flipCount++] = Flip{at, &f.Fault};
     }
   }
   uc->uc_mcontext.gregs[FlagsRegister] |= TrapFlag;
@@ -107,16 +118,15 @@ void OnTrap(int signalNumber, siginfo_t* /*info*/, void* context) {
     raise(signalNumber);
     return;
   }
-  if (flipAt) {
-    *flipAt = static_cast<uint8_t>(*flipAt ^ flipFault->FlipMask);
-    --flipFault->FlipsLeft;
-    flipAt = nullptr;
-    flipFault = nullptr;
+  for (size_t i = 0; i < flipCount; ++i) {
+    *flips[i].At = static_cast<uint8_t>(*flips[i].At ^ flips[i].Fault->FlipMask);
+    --flips[i].Fault->Flips;
   }
+  flipCount = 0;
   for (size_t i = 0; i < pendingCount; ++i) {
     TrappedPage& page = *pending[i];
     EnforceStuckBits(page);
-    if (HasLiveFault(page.Physical)) mprotect(reinterpret_cast<void*>(page.Page), PageSize, PROT_NONE);
+    if (HasLiveFault(page.Space, page.Offset)) mprotect(reinterpret_cast<void*>(page.Page), PageSize, PROT_NONE);
     else page.Live = false;  // nothing left to do here: full speed from now on
   }
   pendingCount = 0;
@@ -140,58 +150,104 @@ void InstallHandlers() {}
 
 }  // namespace
 
-void ResetMemoryFaults(const std::vector<MemoryFault>& list) {
-  faultCount = 0;
-  for (const MemoryFault& f : list) {
-    if (f.Type != MemoryFault::Kind::StuckBit && f.Type != MemoryFault::Kind::FlakyByte) continue;
-    ByteFault* slot = nullptr;
-    for (size_t i = 0; i < faultCount; ++i)
-      if (faults[i].Physical == f.Address) slot = &faults[i];
+size_t ReadWidth(const uint8_t* code) {
+  bool operand16 = false, repeat = false, repeatNot = false;
+  size_t at = 0;
+  for (;; ++at) {
+    const uint8_t b = code[at];
+    if (b == 0x66) operand16 = true;
+    else if (b == 0xF3) repeat = true;
+    else if (b == 0xF2) repeatNot = true;
+    else if (b != 0x67 && b != 0xF0 && b != 0x2E && b != 0x36 && b != 0x3E && b != 0x26 && b != 0x64 && b != 0x65)
+      break;
+    if (at == 14) return 1;  // no instruction is this long
+  }
+  bool wide = false;
+#if defined(__x86_64__)
+  if ((code[at] & 0xF0) == 0x40) wide = (code[at++] & 0x08) != 0;
+#endif
+  const size_t word = wide ? 8 : operand16 ? 2 : 4;
+  switch (code[at]) {
+    // mov, cmp, test and the arithmetic with a byte in memory
+    case 0x02: case 0x0A: case 0x12: case 0x1A: case 0x22: case 0x2A: case 0x32: case 0x38: case 0x3A:
+    case 0x80: case 0x84: case 0x8A: case 0xF6:
+      return 1;
+    // the same with a word, double word or quad word
+    case 0x03: case 0x0B: case 0x13: case 0x1B: case 0x23: case 0x2B: case 0x33: case 0x39: case 0x3B:
+    case 0x81: case 0x83: case 0x85: case 0x8B: case 0xF7:
+      return word;
+    case 0x0F:
+      switch (code[at + 1]) {
+        case 0xB6: case 0xBE: return 1;          // movzx, movsx from a byte
+        case 0xB7: case 0xBF: return 2;          // from a word
+        case 0x10: return repeat ? 4 : repeatNot ? 8 : 16;  // movss, movsd, movups, movupd
+        case 0x28: return 16;                   // movaps, movapd
+        case 0x6F: return operand16 || repeat ? 16 : 8;  // movdqa, movdqu; movq to an MMX register
+        case 0x74: case 0x75: case 0x76: return operand16 ? 16 : 8;  // pcmpeqb, w, d
+        case 0x7E: return repeat ? 8 : 1;       // movq to an SSE register
+        default: return 1;
+      }
+    default:
+      return 1;
+  }
+}
+
+void SetByteFaults(FaultSpace space, const std::vector<ByteFault>& list) {
+  size_t kept = 0;
+  for (size_t i = 0; i < faultCount; ++i)
+    if (faults[i].Space != space) faults[kept++] = faults[i];
+  faultCount = kept;
+  const size_t first = faultCount;
+  for (const ByteFault& f : list) {
+    SpaceFault* slot = nullptr;
+    for (size_t i = first; i < faultCount; ++i)
+      if (faults[i].Fault.Offset == f.Offset) slot = &faults[i];
     if (!slot) {
       if (faultCount == MaxByteFaults) continue;
       slot = &faults[faultCount++];
-      *slot = ByteFault{f.Address, 0, 0, 0, 0};
+      *slot = SpaceFault{space, ByteFault{f.Offset, 0, 0, 0, 0}};
     }
-    if (f.Type == MemoryFault::Kind::StuckBit) {
-      if (f.StuckHigh) slot->StuckSet = static_cast<uint8_t>(slot->StuckSet | f.Mask);
-      else slot->StuckClear = static_cast<uint8_t>(slot->StuckClear | f.Mask);
-    } else {
-      slot->FlipMask = static_cast<uint8_t>(slot->FlipMask | f.Mask);
-      slot->FlipsLeft += f.Reads;
-    }
+    ByteFault& merged = slot->Fault;
+    merged.StuckClear = static_cast<uint8_t>(merged.StuckClear | f.StuckClear);
+    merged.StuckSet = static_cast<uint8_t>(merged.StuckSet | f.StuckSet);
+    merged.FlipMask = static_cast<uint8_t>(merged.FlipMask | f.FlipMask);
+    merged.Flips += f.Flips;
   }
 }
 
-void ApplyStuckBits(uint8_t* memory, uint32_t physical, size_t length) {
+void ApplyStuckBits(FaultSpace space, uint8_t* memory, uint32_t offset, size_t length) {
   for (size_t i = 0; i < faultCount; ++i) {
-    const ByteFault& f = faults[i];
-    if (f.Physical - physical < length) {
-      uint8_t& byte = memory[f.Physical - physical];
-      byte = static_cast<uint8_t>((byte & ~f.StuckClear) | f.StuckSet);
-    }
+    const SpaceFault& f = faults[i];
+    if (f.Space != space || f.Fault.Offset - offset >= length || (f.Fault.StuckClear | f.Fault.StuckSet) == 0) continue;
+    uint8_t& byte = memory[f.Fault.Offset - offset];
+    byte = static_cast<uint8_t>((byte & ~f.Fault.StuckClear) | f.Fault.StuckSet);
   }
 }
 
-void AttachFaults(uintptr_t view, size_t length, uint32_t physical) {
+void AttachFaults(FaultSpace space, uintptr_t view, size_t length, uint32_t offset) {
   for (size_t i = 0; i < faultCount; ++i) {
-    const ByteFault& f = faults[i];
-    if (f.Physical - physical >= length) continue;
-    if ((f.StuckClear | f.StuckSet) == 0 && f.FlipsLeft == 0) continue;
-    uintptr_t page = (view + (f.Physical - physical)) & ~(uintptr_t{PageSize} - 1);
+    const SpaceFault& f = faults[i];
+    if (f.Space != space || f.Fault.Offset - offset >= length || !IsLive(f.Fault)) continue;
+    uintptr_t page = (view + (f.Fault.Offset - offset)) & ~(uintptr_t{PageSize} - 1);
     bool known = false;
     for (size_t j = 0; j < pageCount; ++j)
       if (pages[j].Page == page && pages[j].Live) known = true;
     if (known || pageCount == MaxTrappedPages) continue;
     InstallHandlers();
-    pages[pageCount++] = TrappedPage{page, static_cast<uint32_t>(physical + (page - view)), true};
+    pages[pageCount++] = TrappedPage{page, space, static_cast<uint32_t>(offset + (page - view)), true};
     mprotect(reinterpret_cast<void*>(page), PageSize, PROT_NONE);
   }
 }
 
 void DetachFaults(uintptr_t view, size_t length) {
   size_t kept = 0;
-  for (size_t i = 0; i < pageCount; ++i)
-    if (pages[i].Page - view >= length) pages[kept++] = pages[i];
+  for (size_t i = 0; i < pageCount; ++i) {
+    if (pages[i].Page - view >= length) {
+      pages[kept++] = pages[i];
+      continue;
+    }
+    if (pages[i].Live) mprotect(reinterpret_cast<void*>(pages[i].Page), PageSize, PROT_READ | PROT_WRITE);
+  }
   pageCount = kept;
 }
 

@@ -40,6 +40,17 @@ Shots& State() {
   return shots;
 }
 
+// The folder, read from the environment at the first need; call with the lock held.
+const std::string& FolderLocked(Shots& shots) {
+  if (!shots.Initialised) {
+    shots.Initialised = true;
+    shots.Folder = Environment().ScreenshotFolder;
+    // A folder that is not there yet is made, as a user naming a new one expects.
+    if (!shots.Folder.empty()) mkdir(shots.Folder.c_str(), 0755);
+  }
+  return shots.Folder;
+}
+
 // Letters, digits, '-' and '_' stay; everything else in a title becomes '_'.
 std::string FileSafe(const std::wstring& title) {
   std::string out;
@@ -112,21 +123,21 @@ bool WriteSurfacePng(const Surface& surface, const std::string& path) {
   return stbi_write_png(path.c_str(), surface.Width, surface.Height, 3, rgb.data(), surface.Width * 3) != 0;
 }
 
+bool ScreenshotsWanted() {
+  Shots& shots = State();
+  std::lock_guard<std::mutex> hold(shots.Lock);
+  return !FolderLocked(shots).empty();
+}
+
 void SaveScreenshot(const std::wstring& title) {
   Shots& shots = State();
   std::lock_guard<std::mutex> hold(shots.Lock);
-  if (!shots.Initialised) {
-    shots.Initialised = true;
-    shots.Folder = Environment().ScreenshotFolder;
-    // A folder that is not there yet is made, as a user naming a new one expects.
-    if (!shots.Folder.empty()) mkdir(shots.Folder.c_str(), 0755);
-  }
-  if (shots.Folder.empty()) return;
+  if (FolderLocked(shots).empty()) return;
   if (shots.Next == 0) shots.Next = FirstFreeNumber(shots.Folder);
   char number[16];
   std::snprintf(number, sizeof number, "%04ld", shots.Next++);
   const std::string path = shots.Folder + "/" + number + "-" + FileSafe(title) + ".png";
-  ForceStuckPixels(ScreenSurface());
+  ForceFrameBufferFaults(ScreenSurface());
   if (!WriteSurfacePng(ScreenSurface(), path)) std::fprintf(stderr, "screenshot: cannot write %s\n", path.c_str());
 }
 

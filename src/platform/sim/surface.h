@@ -4,8 +4,8 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <new>
 #include <utility>
 #include <vector>
@@ -13,19 +13,20 @@
 namespace platform {
 namespace sim {
 
-// Pixel storage that comes zeroed from the system allocator instead of being filled: a frame
-// buffer costs nothing until something draws on it, which keeps a run that never draws cheap.
+// Whole pages straight from the system, zeroed and page-aligned: a frame buffer costs nothing
+// until something draws on it, which keeps a run that never draws cheap, and a page of it can be
+// trapped for a memory fault (memory_faults.h) without touching anything else.
+void* AllocateZeroedPages(size_t bytes);
+void FreeZeroedPages(void* memory, size_t bytes);
+
 template <typename T>
 struct ZeroedAllocator {
   using value_type = T;
   ZeroedAllocator() = default;
   template <typename U>
   ZeroedAllocator(const ZeroedAllocator<U>&) {}
-  T* allocate(size_t count) {
-    if (void* memory = std::calloc(count, sizeof(T))) return static_cast<T*>(memory);
-    throw std::bad_alloc();
-  }
-  void deallocate(T* memory, size_t) { std::free(memory); }
+  T* allocate(size_t count) { return static_cast<T*>(AllocateZeroedPages(count * sizeof(T))); }
+  void deallocate(T* memory, size_t count) { FreeZeroedPages(memory, count * sizeof(T)); }
   // A value-initialised element is already zero.
   template <typename U>
   void construct(U*) noexcept {}
