@@ -5,8 +5,9 @@ set -euo pipefail
 
 packages=(cmake g++ make libgtest-dev libbenchmark-dev clang libclang-rt-dev libstb-dev libfreetype-dev fonts-liberation pkg-config)
 if [ "${1:-}" = "--windows" ]; then
-  # googletest: its sources, built with the cross compiler for the Windows unit tests.
-  packages+=(mingw-w64 wine wine64 googletest)
+  # googletest: its sources, built with the cross compiler for the Windows unit tests; Xvfb: an X
+  # screen for the Windows build's windows and DirectDraw under Wine.
+  packages+=(mingw-w64 wine wine64 googletest xvfb xauth)
 fi
 
 missing=()

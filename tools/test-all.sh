@@ -63,3 +63,22 @@ for arch in "${win_arches[@]}"; do
   wine "build-win-$arch/tests/unit-tests-win32.exe" --gtest_brief=1
 done
 [ "${win_arches[0]}" = i686 ] || echo "-- i686: skipped, no 32-bit Wine"
+
+step "VideoMemoryTest under Wine on an X screen (64-bit build)"
+# Wine's DirectDraw on a virtual X screen: the primary surface it locks is real memory, filled and
+# read back by the Windows build. The run must pass and say which surface it walked.
+scratch=$(mktemp -d)
+cp "$top/messages/raster-scan.msg" "$scratch/"
+status=0
+(cd "$scratch" && xvfb-run -a -s "-screen 0 1024x768x24" wine "$top/build-win-x86_64/raster-scan.exe" \
+  -subtest=VideoMemoryTest >protocol.txt 2>/dev/null) || status=$?
+tr -d '\r' <"$scratch/protocol.txt" >"$scratch/protocol.unix"
+grep -E '^LogMessage 6 4[23] |^ReportFailure|^TestFailed' "$scratch/protocol.unix" || true
+if [ "$status" -ne 0 ] || ! grep -q '^LogMessage 3 3 "" ""$' "$scratch/protocol.unix" ||
+   [ "$(tail -n 1 "$scratch/protocol.unix")" != EndOfTest ]; then
+  echo "VideoMemoryTest under Wine failed (status $status):"
+  cat "$scratch/protocol.unix"
+  exit 1
+fi
+echo "VideoMemoryTest under Wine: passed"
+rm -rf "$scratch"
