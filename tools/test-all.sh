@@ -67,6 +67,10 @@ done
 step "VideoMemoryTest under Wine on an X screen (64-bit build)"
 # Wine's DirectDraw on a virtual X screen: the primary surface it locks is real memory, filled and
 # read back by the Windows build. The run must pass and say which surface it walked.
+# A Wine server left from the steps before has its desktop without an X screen, and DirectDraw
+# refuses exclusive mode there: this run starts one of its own.
+wineserver -k 2>/dev/null || true
+wineserver -w || true
 scratch=$(mktemp -d)
 cp "$top/messages/raster-scan.msg" "$scratch/"
 status=0
