@@ -392,6 +392,12 @@ const std::map<std::string, std::map<std::string, KeyReader>>& Schema() {
             }},
            {"mapmilliseconds", [](const std::string& v, Machine& m) { return ParseNumber(v, m.MapMilliseconds); }},
        }},
+      {"video",
+       {
+           {"decodemilliseconds",
+            [](const std::string& v, Machine& m) { return ParseNumber(v, m.DecodeMilliseconds); }},
+           {"renderer", [](const std::string& v, Machine& m) { return ParseBool(v, m.VideoRenderer); }},
+       }},
       {"bios",
        {
            {"boardidfrom",
