@@ -14,8 +14,9 @@ extern "C" {
 namespace media {
 namespace {
 
-constexpr int Width = 320;
-constexpr int Height = 240;
+// The client area of an 80x25 console: the clip fills the video window without scaling.
+constexpr int Width = 640;
+constexpr int Height = 400;
 
 // An RGB picture drawn a pixel at a time; clipped at the edges.
 struct Canvas {
@@ -69,8 +70,8 @@ void DrawFrame(Canvas& canvas, int frame, int framesPerSecond) {
   constexpr double Pi = 3.14159265358979323846;
   canvas.Fill(16, 24, 64);
   const int cx = Width / 2;
-  const int cy = Height / 2 - 16;
-  const int radius = 90;
+  const int cy = Height / 2 - 24;
+  const int radius = 150;
   canvas.Disc(cx, cy, radius, 230, 230, 230);
   canvas.Disc(cx, cy, radius - 6, 40, 40, 40);
   for (int mark = 0; mark < 12; ++mark) {
@@ -81,7 +82,7 @@ void DrawFrame(Canvas& canvas, int frame, int framesPerSecond) {
   const double angle = 2 * Pi * frame / framesPerSecond;
   canvas.Line(cx, cy, cx + std::sin(angle) * (radius - 14), cy - std::cos(angle) * (radius - 14), 3, 220, 40, 40);
   canvas.Disc(cx, cy, 6, 220, 40, 40);
-  DrawNumber(canvas, frame, cx - 22, Height - 36, 4);
+  DrawNumber(canvas, frame, cx - 33, Height - 50, 6);
 }
 
 // Frees what the writer made, whichever way it ends.

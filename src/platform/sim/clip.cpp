@@ -62,6 +62,16 @@ AVPixelFormat TargetFormat(int32_t bits) {
   }
 }
 
+// The fourth byte of a 32-bit pixel is unused and stays 0; whole words, so that it vectorises.
+void ClearUnusedBytes(uint8_t* pixels, int32_t count) {
+  for (int32_t i = 0; i < count; ++i) {
+    uint32_t word;
+    std::memcpy(&word, pixels + static_cast<size_t>(i) * 4, 4);
+    word &= 0x00FFFFFFu;
+    std::memcpy(pixels + static_cast<size_t>(i) * 4, &word, 4);
+  }
+}
+
 }  // namespace
 
 struct Clip::Data {
@@ -75,6 +85,7 @@ struct Clip::Data {
   std::vector<double> Times;
   double Duration = 0;
   bool HaveFrame = false;
+  bool FullRange = false;
   std::vector<uint8_t> Scaled;
   // 8-bit screens: the palette index nearest to each 5-5-5 colour, for the palette it was made of.
   std::array<PaletteEntry, 256> MappedPalette{};
@@ -190,9 +201,37 @@ void Clip::Present(Surface& surface, int32_t x, int32_t y, int32_t width, int32_
   if (left >= right || top >= bottom) return;
 
   const AVPixelFormat format = TargetFormat(surface.Bits);
-  d.Scaler = sws_getCachedContext(d.Scaler, d.Frame->width, d.Frame->height, static_cast<AVPixelFormat>(d.Frame->format),
-                                  width, height, format, SWS_FAST_BILINEAR, nullptr, nullptr, nullptr);
+  // Full-range JPEG pictures are their plain YUV layouts with the range set apart, which keeps
+  // the scaler on its fast converters.
+  auto source = static_cast<AVPixelFormat>(d.Frame->format);
+  const bool fullRange = source == AV_PIX_FMT_YUVJ420P || source == AV_PIX_FMT_YUVJ422P || source == AV_PIX_FMT_YUVJ444P;
+  if (source == AV_PIX_FMT_YUVJ420P) source = AV_PIX_FMT_YUV420P;
+  if (source == AV_PIX_FMT_YUVJ422P) source = AV_PIX_FMT_YUV422P;
+  if (source == AV_PIX_FMT_YUVJ444P) source = AV_PIX_FMT_YUV444P;
+  SwsContext* before = d.Scaler;
+  d.Scaler = sws_getCachedContext(d.Scaler, d.Frame->width, d.Frame->height, source, width, height, format,
+                                  SWS_FAST_BILINEAR, nullptr, nullptr, nullptr);
   if (d.Scaler == nullptr) return;
+  if (d.Scaler != before || fullRange != d.FullRange) {
+    d.FullRange = fullRange;
+    int* table = nullptr;
+    int* tableOut = nullptr;
+    int rangeIn = 0, rangeOut = 0, brightness = 0, contrast = 0, saturation = 0;
+    if (sws_getColorspaceDetails(d.Scaler, &table, &rangeIn, &tableOut, &rangeOut, &brightness, &contrast,
+                                 &saturation) >= 0)
+      sws_setColorspaceDetails(d.Scaler, table, fullRange ? 1 : 0, tableOut, rangeOut, brightness, contrast, saturation);
+  }
+  const int bytes = surface.BytesPerPixel();
+  // A window wholly on the screen in a depth the scaler writes: straight into the frame buffer.
+  if (surface.Bits != 8 && left == x && top == y && right == x + width && bottom == y + height) {
+    uint8_t* planes[4] = {surface.Row(y) + static_cast<size_t>(x) * static_cast<size_t>(bytes), nullptr, nullptr,
+                          nullptr};
+    const int strides[4] = {surface.Pitch, 0, 0, 0};
+    sws_scale(d.Scaler, d.Frame->data, d.Frame->linesize, 0, d.Frame->height, planes, strides);
+    if (surface.Bits == 32)
+      for (int32_t row = top; row < bottom; ++row) ClearUnusedBytes(surface.Row(row) + static_cast<size_t>(left) * 4, width);
+    return;
+  }
   const int pixel = surface.Bits == 32 ? 4 : surface.Bits == 16 ? 2 : 3;
   const int stride = width * pixel;
   d.Scaled.resize(static_cast<size_t>(stride) * static_cast<size_t>(height));
@@ -218,7 +257,6 @@ void Clip::Present(Surface& surface, int32_t x, int32_t y, int32_t width, int32_
     d.MappedPalette = surface.Palette;
   }
 
-  const int bytes = surface.BytesPerPixel();
   for (int32_t row = top; row < bottom; ++row) {
     const uint8_t* from = d.Scaled.data() + static_cast<size_t>(row - y) * static_cast<size_t>(stride) +
                           static_cast<size_t>(left - x) * static_cast<size_t>(pixel);
@@ -229,7 +267,7 @@ void Clip::Present(Surface& surface, int32_t x, int32_t y, int32_t width, int32_
         to[i] = d.Nearest[static_cast<size_t>((from[2] >> 3) << 10 | (from[1] >> 3) << 5 | from[0] >> 3)];
     } else if (surface.Bits == 32) {
       std::memcpy(to, from, count * 4);
-      for (size_t i = 0; i < count; ++i) to[i * 4 + 3] = 0;  // the unused byte stays 0
+      ClearUnusedBytes(to, static_cast<int32_t>(count));
     } else {
       std::memcpy(to, from, count * static_cast<size_t>(bytes));
     }
