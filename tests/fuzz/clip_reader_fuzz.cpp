@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (clip->FrameTime(frame) < 0) std::abort();
     if (!clip->Decode(frame)) continue;
     platform::sim::Surface& screen = screens[frame % 4];
-    clip->Present(screen, -5, 3, 40, 40, 0, 0, screen.Width, screen.Height);
+    clip->Present(frame, screen, -5, 3, 40, 40, 0, 0, screen.Width, screen.Height);
   }
   return 0;
 }

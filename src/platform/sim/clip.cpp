@@ -62,14 +62,16 @@ AVPixelFormat TargetFormat(int32_t bits) {
   }
 }
 
-// The fourth byte of a 32-bit pixel is unused and stays 0; whole words, so that it vectorises.
+// The fourth byte of a 32-bit pixel is unused and stays 0; two pixels a word.
 void ClearUnusedBytes(uint8_t* pixels, int32_t count) {
-  for (int32_t i = 0; i < count; ++i) {
-    uint32_t word;
-    std::memcpy(&word, pixels + static_cast<size_t>(i) * 4, 4);
-    word &= 0x00FFFFFFu;
-    std::memcpy(pixels + static_cast<size_t>(i) * 4, &word, 4);
+  int32_t i = 0;
+  for (; i + 2 <= count; i += 2) {
+    uint64_t pair;
+    std::memcpy(&pair, pixels + static_cast<size_t>(i) * 4, 8);
+    pair &= 0x00FFFFFF00FFFFFFull;
+    std::memcpy(pixels + static_cast<size_t>(i) * 4, &pair, 8);
   }
+  if (i < count) pixels[static_cast<size_t>(i) * 4 + 3] = 0;
 }
 
 }  // namespace
@@ -79,12 +81,13 @@ struct Clip::Data {
   AVIOContext* Io = nullptr;
   AVFormatContext* Format = nullptr;
   AVCodecContext* Decoder = nullptr;
-  AVFrame* Frame = nullptr;
+  // Two frames, so that one can be shown while the next is decoded.
+  AVFrame* Frames[2] = {nullptr, nullptr};
+  bool Have[2] = {false, false};
   SwsContext* Scaler = nullptr;
   std::vector<AVPacket*> Packets;
   std::vector<double> Times;
   double Duration = 0;
-  bool HaveFrame = false;
   bool FullRange = false;
   std::vector<uint8_t> Scaled;
   // 8-bit screens: the palette index nearest to each 5-5-5 colour, for the palette it was made of.
@@ -93,7 +96,8 @@ struct Clip::Data {
 
   ~Data() {
     sws_freeContext(Scaler);
-    av_frame_free(&Frame);
+    av_frame_free(&Frames[0]);
+    av_frame_free(&Frames[1]);
     avcodec_free_context(&Decoder);
     for (AVPacket*& packet : Packets) av_packet_free(&packet);
     avformat_close_input(&Format);
@@ -157,8 +161,9 @@ HResult Clip::Open(std::vector<uint8_t> bytes, std::unique_ptr<Clip>& out) {
   if (!std::isfinite(d->Duration) || d->Duration <= 0 || d->Duration > MaxSeconds) return VfwEInvalidFileFormat;
 
   d->Decoder = avcodec_alloc_context3(codec);
-  d->Frame = av_frame_alloc();
-  if (d->Decoder == nullptr || d->Frame == nullptr) return EFail;
+  d->Frames[0] = av_frame_alloc();
+  d->Frames[1] = av_frame_alloc();
+  if (d->Decoder == nullptr || d->Frames[0] == nullptr || d->Frames[1] == nullptr) return EFail;
   d->Decoder->thread_count = 1;
   if (avcodec_parameters_to_context(d->Decoder, parameters) < 0 || avcodec_open2(d->Decoder, codec, nullptr) < 0)
     return VfwECannotRender;
@@ -170,7 +175,7 @@ HResult Clip::Open(std::vector<uint8_t> bytes, std::unique_ptr<Clip>& out) {
     return VfwEInvalidFileFormat;
   }
   avcodec_flush_buffers(out->data_->Decoder);
-  out->data_->HaveFrame = false;
+  out->data_->Have[0] = false;
   return SOk;
 }
 
@@ -183,17 +188,21 @@ int32_t Clip::Height() const { return data_->Decoder->height; }
 bool Clip::Decode(size_t frame) {
   Data& d = *data_;
   if (frame >= d.Packets.size() || avcodec_send_packet(d.Decoder, d.Packets[frame]) < 0) return false;
-  if (avcodec_receive_frame(d.Decoder, d.Frame) < 0) return false;
+  const size_t slot = frame % 2;
+  AVFrame* f = d.Frames[slot];
+  d.Have[slot] = false;
+  if (avcodec_receive_frame(d.Decoder, f) < 0) return false;
   // A frame whose size or format changed past what the scaler takes is not shown.
-  d.HaveFrame = d.Frame->width > 0 && d.Frame->height > 0 && d.Frame->width <= MaxSide &&
-                d.Frame->height <= MaxSide && d.Frame->format >= 0;
-  return d.HaveFrame;
+  d.Have[slot] = f->width > 0 && f->height > 0 && f->width <= MaxSide && f->height <= MaxSide && f->format >= 0;
+  return d.Have[slot];
 }
 
-void Clip::Present(Surface& surface, int32_t x, int32_t y, int32_t width, int32_t height, int32_t clipLeft,
+void Clip::Present(size_t frame, Surface& surface, int32_t x, int32_t y, int32_t width, int32_t height, int32_t clipLeft,
                    int32_t clipTop, int32_t clipRight, int32_t clipBottom) {
   Data& d = *data_;
-  if (!d.HaveFrame || width <= 0 || height <= 0 || width > MaxSide || height > MaxSide) return;
+  const size_t slot = frame % 2;
+  const AVFrame* f = d.Frames[slot];
+  if (!d.Have[slot] || width <= 0 || height <= 0 || width > MaxSide || height > MaxSide) return;
   const int32_t left = std::max({x, clipLeft, 0});
   const int32_t top = std::max({y, clipTop, 0});
   const int32_t right = std::min({x + width, clipRight, surface.Width});
@@ -203,13 +212,13 @@ void Clip::Present(Surface& surface, int32_t x, int32_t y, int32_t width, int32_
   const AVPixelFormat format = TargetFormat(surface.Bits);
   // Full-range JPEG pictures are their plain YUV layouts with the range set apart, which keeps
   // the scaler on its fast converters.
-  auto source = static_cast<AVPixelFormat>(d.Frame->format);
+  auto source = static_cast<AVPixelFormat>(f->format);
   const bool fullRange = source == AV_PIX_FMT_YUVJ420P || source == AV_PIX_FMT_YUVJ422P || source == AV_PIX_FMT_YUVJ444P;
   if (source == AV_PIX_FMT_YUVJ420P) source = AV_PIX_FMT_YUV420P;
   if (source == AV_PIX_FMT_YUVJ422P) source = AV_PIX_FMT_YUV422P;
   if (source == AV_PIX_FMT_YUVJ444P) source = AV_PIX_FMT_YUV444P;
   SwsContext* before = d.Scaler;
-  d.Scaler = sws_getCachedContext(d.Scaler, d.Frame->width, d.Frame->height, source, width, height, format,
+  d.Scaler = sws_getCachedContext(d.Scaler, f->width, f->height, source, width, height, format,
                                   SWS_FAST_BILINEAR, nullptr, nullptr, nullptr);
   if (d.Scaler == nullptr) return;
   if (d.Scaler != before || fullRange != d.FullRange) {
@@ -227,7 +236,7 @@ void Clip::Present(Surface& surface, int32_t x, int32_t y, int32_t width, int32_
     uint8_t* planes[4] = {surface.Row(y) + static_cast<size_t>(x) * static_cast<size_t>(bytes), nullptr, nullptr,
                           nullptr};
     const int strides[4] = {surface.Pitch, 0, 0, 0};
-    sws_scale(d.Scaler, d.Frame->data, d.Frame->linesize, 0, d.Frame->height, planes, strides);
+    sws_scale(d.Scaler, f->data, f->linesize, 0, f->height, planes, strides);
     if (surface.Bits == 32)
       for (int32_t row = top; row < bottom; ++row) ClearUnusedBytes(surface.Row(row) + static_cast<size_t>(left) * 4, width);
     return;
@@ -237,7 +246,7 @@ void Clip::Present(Surface& surface, int32_t x, int32_t y, int32_t width, int32_
   d.Scaled.resize(static_cast<size_t>(stride) * static_cast<size_t>(height));
   uint8_t* planes[4] = {d.Scaled.data(), nullptr, nullptr, nullptr};
   const int strides[4] = {stride, 0, 0, 0};
-  sws_scale(d.Scaler, d.Frame->data, d.Frame->linesize, 0, d.Frame->height, planes, strides);
+  sws_scale(d.Scaler, f->data, f->linesize, 0, f->height, planes, strides);
 
   if (surface.Bits == 8 && (d.Nearest.empty() || std::memcmp(d.MappedPalette.data(), surface.Palette.data(), sizeof d.MappedPalette) != 0)) {
     d.Nearest.assign(32768, 0);

@@ -28,10 +28,12 @@ class Clip {
   int32_t Height() const;
 
   // Decodes the frames in order; false when the frame's data does not decode (it is not shown).
+  // A decoded frame stays until the frame after next is decoded, so that one frame can be shown on
+  // one thread while the next is decoded on another.
   bool Decode(size_t frame);
-  // Scales the last decoded frame to `width` x `height` at (x, y) of the surface, in its depth
+  // Scales a decoded frame to `width` x `height` at (x, y) of the surface, in its depth
   // (an 8-bit surface by the nearest colours of its palette), cut to the `clip` rectangle.
-  void Present(Surface& surface, int32_t x, int32_t y, int32_t width, int32_t height, int32_t clipLeft,
+  void Present(size_t frame, Surface& surface, int32_t x, int32_t y, int32_t width, int32_t height, int32_t clipLeft,
                int32_t clipTop, int32_t clipRight, int32_t clipBottom);
 
  private:

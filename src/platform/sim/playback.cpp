@@ -1,9 +1,12 @@
-// The playback graph of the simulated machine. It plays on the caller's thread: each look at the
-// position decodes the next frame, waits on the clock until the frame is due at the rate asked
-// for, and puts it into the video window's part of the frame buffer. On the virtual clock the
-// waits cost nothing, so a playback is instant and exact; on the real one it takes real time.
+// The playback graph of the simulated machine. It plays as the caller looks at the position: each
+// look decodes the next frame, waits on the clock until the frame is due at the rate asked for,
+// and hands it to the renderer, which puts it into the video window's part of the frame buffer on
+// a thread of its own while the next frame is decoded, as DirectShow's renderer does. On the
+// virtual clock the waits cost nothing, so a playback is instant and exact; on the real one it
+// takes real time.
 #include <cmath>
 #include <cstdio>
+#include <future>
 #include <memory>
 #include <string>
 #include <vector>
@@ -159,6 +162,7 @@ class Graph final : public GraphBuilder, public MediaControl, public MediaPositi
 
  private:
   ~Graph() override {
+    FinishPresenting();
     if (renderer_ != nullptr) renderer_->Release();
   }
 
@@ -190,7 +194,8 @@ class Graph final : public GraphBuilder, public MediaControl, public MediaPositi
       const bool decoded = clip_->Decode(frame);
       WaitUntil(TickAt(clip_->FrameTime(frame)));
       if (decoded) {
-        Present();
+        FinishPresenting();
+        shown_ = std::async(std::launch::async, [this, frame] { Present(frame); });
         renderer_->Meter.Presented();
       }
     } else {
@@ -201,7 +206,13 @@ class Graph final : public GraphBuilder, public MediaControl, public MediaPositi
     if (position_ >= clip_->Duration()) End(now);
   }
 
+  // The frame handed over last is on the screen.
+  void FinishPresenting() {
+    if (shown_.valid()) shown_.get();
+  }
+
   void End(uint32_t now) {
+    FinishPresenting();
     running_ = false;
     renderer_->Meter.Stop(now);
     // The last frame as the screen shows it.
@@ -209,7 +220,7 @@ class Graph final : public GraphBuilder, public MediaControl, public MediaPositi
   }
 
   // The frame fills the video window: a child of its owner, placed in the owner's client area.
-  void Present() {
+  void Present(size_t frame) {
     sim::Surface& screen = sim::ScreenSurface();
     Rect bounds{0, 0, screen.Width, screen.Height};
     Rect area = placed_ ? area_ : Rect{0, 0, clip_->Width(), clip_->Height()};
@@ -219,7 +230,7 @@ class Graph final : public GraphBuilder, public MediaControl, public MediaPositi
       area = Rect{owner.Left + area.Left, owner.Top + area.Top, owner.Left + area.Right, owner.Top + area.Bottom};
       bounds = owner;
     }
-    clip_->Present(screen, area.Left, area.Top, area.Right - area.Left, area.Bottom - area.Top, bounds.Left, bounds.Top,
+    clip_->Present(frame, screen, area.Left, area.Top, area.Right - area.Left, area.Bottom - area.Top, bounds.Left, bounds.Top,
                    bounds.Right, bounds.Bottom);
     sim::ForceFrameBufferFaults(screen);
   }
@@ -237,6 +248,7 @@ class Graph final : public GraphBuilder, public MediaControl, public MediaPositi
   Rect area_;
   bool placed_ = false;
   std::wstring caption_;
+  std::future<void> shown_;  // the renderer's work on the frame handed over last
 };
 
 Hwnd consoleWindow = 0;
