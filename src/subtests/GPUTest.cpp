@@ -154,7 +154,8 @@ bool GPUTest::Run() {
   if (FindDisplayAdapter(adapters)) {
     Kestout::UpdatePercentage(20);
     if (controller.empty()) {
-      for (size_t i = 0; i < adapters.size(); ++i) PlayBenchmarkClip(lowFps, mediumFps, highFps);
+      // Every adapter found; the clip plays wherever the console window is.
+      for (size_t played = 0; played < adapters.size(); ++played) PlayBenchmarkClip(lowFps, mediumFps, highFps);
     } else {
       bool named = false;
       for (const std::string& adapter : adapters)

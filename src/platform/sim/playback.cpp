@@ -93,12 +93,13 @@ class Graph final : public GraphBuilder, public MediaControl, public MediaPositi
     for (const wchar_t* c = file; *c != 0; ++c) path += static_cast<char>(*c);
     std::vector<uint8_t> bytes;
     if (!ReadWhole(path, bytes)) return VfwENotFound;
-    const HResult result = sim::Clip::Open(std::move(bytes), clip_);
-    if (Failed(result)) return result;
     // Without a renderer of the caller's the graph brings its own, as DirectShow does.
-    if (renderer_ == nullptr) CreateVideoRenderer(reinterpret_cast<BaseFilter**>(&renderer_));
-    if (renderer_ == nullptr) return VfwECannotRender;
-    return SOk;
+    if (renderer_ == nullptr) {
+      BaseFilter* own = nullptr;
+      if (Failed(CreateVideoRenderer(&own))) return VfwECannotRender;
+      renderer_ = static_cast<Renderer*>(own);
+    }
+    return sim::Clip::Open(std::move(bytes), clip_);
   }
 
   HResult Run() override {
