@@ -3,7 +3,7 @@
 # when everything is there already.
 set -euo pipefail
 
-packages=(cmake g++ make libgtest-dev libbenchmark-dev clang libclang-rt-dev libstb-dev libfreetype-dev fonts-liberation pkg-config)
+packages=(cmake g++ make libgtest-dev libbenchmark-dev clang libclang-rt-dev libstb-dev libfreetype-dev fonts-liberation pkg-config libavformat-dev libavcodec-dev libswscale-dev)
 if [ "${1:-}" = "--windows" ]; then
   # googletest: its sources, built with the cross compiler for the Windows unit tests; Xvfb: an X
   # screen for the Windows build's windows and DirectDraw under Wine.

@@ -1,10 +1,11 @@
-// The media kit: writes the pictures that the subtests expect beside the program.
+// The media kit: writes the pictures and the clip that the subtests expect beside the program.
 //   make-media <directory>
 #include <cstdio>
 #include <string>
 #include <vector>
 
 #include "media/Ball.h"
+#include "media/ClockClip.h"
 
 namespace {
 
@@ -26,6 +27,11 @@ int main(int argc, char** argv) {
   const std::string path = directory + "/ball.bmp";
   if (!WriteFile(path, media::BallBitmapFile())) {
     std::fprintf(stderr, "make-media: cannot write %s\n", path.c_str());
+    return 1;
+  }
+  std::string error;
+  if (!media::WriteClockClip(directory + "/clock.avi", error)) {
+    std::fprintf(stderr, "make-media: %s\n", error.c_str());
     return 1;
   }
   return 0;

@@ -4,7 +4,9 @@
 # on the known-good machine, which writes ZR_VIDEO.DAT, and then verify every mode the machine has
 # against it, with a screenshot of every test window. Then the video memory tests: through
 # DirectDraw (VideoMemoryTest, with a screenshot of the random bytes and of each pattern it puts on
-# the screen) and by direct hardware access. Further arguments go to every run, e.g. -debug=true.
+# the screen) and by direct hardware access; between them GPUTest plays clock.avi at double speed in the
+# console window and judges the frame rate (a screenshot of its last frame). Further arguments go to
+# every run, e.g. -debug=true.
 #   bash tools/run-main.sh [arguments...]
 # RASTERSCAN_MACHINE=<file> verifies on another machine, e.g. machines/display-stuck-pixel.ini.
 set -euo pipefail
@@ -56,6 +58,7 @@ for test in ModeTest BltTest LineTest; do
 done
 run verify-PaletteTest -subtest=PaletteTest -interactive=false "$@"
 run VideoMemoryTest -subtest=VideoMemoryTest "$@"
+run GPUTest -subtest=GPUTest "$@"
 unset RASTERSCAN_SCREENSHOTS
 run ExtendedVideoMemoryTest -subtest=ExtendedVideoMemoryTest "$@"
 

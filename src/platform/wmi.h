@@ -22,6 +22,7 @@ constexpr HResult WbemInvalidQuery = static_cast<HResult>(0x80041017u);
 constexpr HResult WbemInvalidQueryType = static_cast<HResult>(0x80041018u);
 
 constexpr uint32_t CoinitMultithreaded = 0;
+constexpr uint32_t CoinitApartmentThreaded = 2;
 constexpr uint32_t RpcAuthnWinNt = 10;
 constexpr uint32_t RpcAuthzNone = 0;
 constexpr uint32_t RpcAuthnLevelCall = 3;

@@ -33,4 +33,32 @@ TEST(ConsoleBreak, CtrlCStopsAPollingSubtest) { ExpectStoppedBy(SIGINT); }
 
 TEST(ConsoleBreak, CtrlBreakStopsAPollingSubtest) { ExpectStoppedBy(SIGTERM); }
 
+// GPUTest on the real clock: the clip plays in real time, two seconds at double speed. A Ctrl+C
+// while it plays does not cut the playback short; the poll after it ends the run, the rate judged.
+TEST(ConsoleBreak, CtrlCDuringPlaybackStopsGPUTestAtItsLastPoll) {
+  const E2eTarget target = E2eTarget::Current();
+  if (target.UnderLauncher()) GTEST_SKIP() << "signals reach the sim backend only";
+  const std::string scratch = MakeScratchDirectory();
+  ProcessOptions media;
+  media.Argv = {MAKE_MEDIA, scratch};
+  ASSERT_EQ(RunProcess(media).Status, 0);
+  ProcessOptions options;
+  options.Argv = {target.Program, "-subtest=GPUTest"};
+  options.WorkingDirectory = scratch;
+  RunningProcess run(options);
+  ASSERT_TRUE(run.WaitForOutput("UpdatePercentage 50\n", 30));
+  run.Signal(SIGINT);
+  ProcessResult result = run.Finish(30);
+  RemoveDirectory(scratch);
+  EXPECT_EQ(result.Status, 1);
+  EXPECT_NE(result.Stdout.find("LogMessage 6 215 \""), std::string::npos) << result.Stdout;
+  const std::string tail = "UpdatePercentage 60\n"
+                           "UpdatePercentage 80\n"
+                           "LogMessage 8 1 \"\" \"\"\n"
+                           "TestFailed 995000 \"\"\n"
+                           "EndOfTest\n";
+  ASSERT_GE(result.Stdout.size(), tail.size());
+  EXPECT_EQ(result.Stdout.substr(result.Stdout.size() - tail.size()), tail);
+}
+
 }  // namespace

@@ -43,6 +43,21 @@ TEST(MachineFile, BuiltInMachineIsAWindows7Desktop) {
   EXPECT_TRUE(machine.Administrator);
   EXPECT_FALSE(machine.VirtualClock);
   EXPECT_EQ(machine.Name, "default");
+  // Its one display adapter is its display controller on PCI, by the same name.
+  ASSERT_EQ(machine.Display.Adapters.size(), 1u);
+  EXPECT_EQ(machine.Display.Adapters[0].Description, "Matrox G200eR2");
+  EXPECT_EQ(machine.DecodeMilliseconds, 0u);
+  EXPECT_TRUE(machine.VideoRenderer);
+}
+
+TEST(MachineFile, VideoPlaybackFaults) {
+  Machine machine;
+  std::string error;
+  ASSERT_TRUE(Build("[Video]\nDecodeMilliseconds=6000\nRenderer=false\n", machine, error)) << error;
+  EXPECT_EQ(machine.DecodeMilliseconds, 6000u);
+  EXPECT_FALSE(machine.VideoRenderer);
+  EXPECT_FALSE(Build("[Video]\nDecodeMilliseconds=-5\n", machine, error));
+  EXPECT_EQ(error, "line 2: bad value '-5' for 'decodemilliseconds' in [video]");
 }
 
 TEST(MachineFile, KeysAndSectionsIgnoreCase) {

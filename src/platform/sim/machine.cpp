@@ -392,6 +392,12 @@ const std::map<std::string, std::map<std::string, KeyReader>>& Schema() {
             }},
            {"mapmilliseconds", [](const std::string& v, Machine& m) { return ParseNumber(v, m.MapMilliseconds); }},
        }},
+      {"video",
+       {
+           {"decodemilliseconds",
+            [](const std::string& v, Machine& m) { return ParseNumber(v, m.DecodeMilliseconds); }},
+           {"renderer", [](const std::string& v, Machine& m) { return ParseBool(v, m.VideoRenderer); }},
+       }},
       {"bios",
        {
            {"boardidfrom",
@@ -526,6 +532,16 @@ bool BuildMachine(const MachineText& text, Machine& out, std::string& error) {
             [](const PciDevice& a, const PciDevice& b) { return a.Address() < b.Address(); });
   if (!CheckHardware(machine, error)) return false;
   if (!BuildDisplayConfig(text, machine.Display, error)) return false;
+  // The built-in display is the machine's display controller: the display device, the device
+  // tree and the management class give it one name.
+  const bool displaysGiven = std::any_of(text.Sections.begin(), text.Sections.end(),
+                                         [](const auto& section) { return section.first.rfind("display.", 0) == 0; });
+  if (!displaysGiven)
+    for (const PciDevice& device : machine.PciDevices)
+      if ((device.ClassCode >> 16) == 0x03 && device.DisplayDriver) {
+        machine.Display.Adapters[0].Description = device.Description;
+        break;
+      }
   out = machine;
   return true;
 }

@@ -100,6 +100,11 @@ struct Machine {
   // Virtual milliseconds that one mapped block takes to test (the virtual clock only).
   uint32_t MapMilliseconds = 0;
 
+  // Milliseconds the video decoder spends on each frame, on top of its real work (a slow adapter).
+  uint32_t DecodeMilliseconds = 0;
+  // False: the video renderer cannot be created.
+  bool VideoRenderer = true;
+
   BoardIdSource BoardIdFrom = BoardIdSource::None;
   uint16_t BoardId = 0;
 
