@@ -267,6 +267,8 @@ bool MoveToEx(Hdc dc, int32_t x, int32_t y, Point* previous);
 bool LineTo(Hdc dc, int32_t x, int32_t y);
 // A brush value from 1 to 31 stands for the system colour of that number minus one.
 int32_t FillRect(Hdc dc, const Rect* rect, HBrush brush);
+// A one-pixel border inside the rectangle.
+int32_t FrameRect(Hdc dc, const Rect* rect, HBrush brush);
 bool SetPixelV(Hdc dc, int32_t x, int32_t y, ColorRef color);
 ColorRef GetPixel(Hdc dc, int32_t x, int32_t y);
 

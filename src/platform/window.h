@@ -67,12 +67,16 @@ constexpr uint32_t WmChar = 0x0102;
 constexpr uint32_t WmSysKeyDown = 0x0104;
 constexpr uint32_t WmSysKeyUp = 0x0105;
 constexpr uint32_t WmSysChar = 0x0106;
+constexpr uint32_t WmSysDeadChar = 0x0107;
+constexpr uint32_t WmUniChar = 0x0109;
 constexpr uint32_t WmCommand = 0x0111;
 constexpr uint32_t WmTimer = 0x0113;
 constexpr uint32_t WmHScroll = 0x0114;
 constexpr uint32_t WmVScroll = 0x0115;
 constexpr uint32_t WmCtlColorBtn = 0x0135;
 constexpr uint32_t WmCtlColorStatic = 0x0138;
+constexpr uint32_t WmHotKey = 0x0312;
+constexpr uint32_t WmAppCommand = 0x0319;
 constexpr uint32_t WmLButtonDown = 0x0201;
 constexpr uint32_t WmLButtonUp = 0x0202;
 constexpr uint32_t WmQueryNewPalette = 0x030F;
@@ -90,6 +94,7 @@ constexpr uint32_t VkBack = 0x08;
 constexpr uint32_t VkTab = 0x09;
 constexpr uint32_t VkReturn = 0x0D;
 constexpr uint32_t VkShift = 0x10;
+constexpr uint32_t VkMenu = 0x12;  // Alt
 constexpr uint32_t VkEscape = 0x1B;
 constexpr uint32_t VkSpace = 0x20;
 constexpr uint32_t VkLeft = 0x25;
@@ -171,6 +176,22 @@ constexpr uint32_t RdwNoErase = 0x0020;
 constexpr uint32_t RdwAllChildren = 0x0080;
 constexpr uint32_t RdwUpdateNow = 0x0100;
 constexpr uint32_t RdwEraseNow = 0x0200;
+
+// Scroll bars: which bar, what SetScrollInfo sets, and the codes of WM_HSCROLL and WM_VSCROLL.
+constexpr int32_t SbHorz = 0;
+constexpr int32_t SbVert = 1;
+constexpr int32_t SbCtl = 2;
+constexpr uint32_t SifRange = 0x0001;
+constexpr uint32_t SifPage = 0x0002;
+constexpr uint32_t SifPos = 0x0004;
+constexpr uint32_t SbsHorz = 0x0000;
+constexpr uint32_t SbsVert = 0x0001;
+constexpr uint16_t SbLineUp = 0;
+constexpr uint16_t SbLineDown = 1;
+constexpr uint16_t SbThumbPosition = 4;
+constexpr uint16_t SbThumbTrack = 5;
+constexpr uint16_t SbTop = 6;
+constexpr uint16_t SbBottom = 7;
 
 // The least timer interval; shorter ones are raised to it (USER_TIMER_MINIMUM).
 constexpr uint32_t UserTimerMinimum = 10;
@@ -269,6 +290,16 @@ struct PaintStruct {  // PAINTSTRUCT
   uint8_t Reserved[32] = {};
 };
 
+struct ScrollInfo {  // SCROLLINFO
+  uint32_t Size = sizeof(ScrollInfo);
+  uint32_t Mask = 0;
+  int32_t Min = 0;
+  int32_t Max = 0;
+  uint32_t Page = 0;
+  int32_t Pos = 0;
+  int32_t TrackPos = 0;
+};
+
 // WM_DRAWITEM's lParam.
 struct DrawItemStruct {  // DRAWITEMSTRUCT
   uint32_t CtlType = 0;
@@ -299,6 +330,9 @@ Atom RegisterClassW(const WndClassW* windowClass);
 Atom RegisterClassExA(const WndClassExA* windowClass);
 bool UnregisterClassA(const char* className, HInstance instance);
 bool UnregisterClassW(const wchar_t* className, HInstance instance);
+// Class words of the window's class: GCL_STYLE only.
+constexpr int32_t GclStyle = -26;
+uint32_t SetClassLongA(Hwnd window, int32_t index, int32_t value);
 
 // Windows. `menu` is a child's control id. CreateWindowEx sends WM_NCCREATE, WM_CREATE (a result
 // of -1 destroys the window and gives 0), WM_SIZE and WM_MOVE; a visible top-level window is
@@ -330,6 +364,9 @@ int32_t GetWindowTextA(Hwnd window, char* text, int32_t size);
 int32_t GetWindowTextW(Hwnd window, wchar_t* text, int32_t size);
 bool SetWindowTextA(Hwnd window, const char* text);
 bool SetWindowTextW(Hwnd window, const wchar_t* text);
+bool SetDlgItemTextW(Hwnd dialog, int32_t id, const wchar_t* text);
+// Copies at most size - 1 characters and a zero; the count copied.
+uint32_t GetDlgItemTextA(Hwnd dialog, int32_t id, char* text, int32_t size);
 
 // Window words: GWL_* indices or byte offsets into the window's extra bytes. The 32-bit forms
 // read and write four bytes, the pointer forms a pointer's width.
@@ -355,6 +392,13 @@ void PostQuitMessage(int32_t exitCode);
 // is a timer of that id; the result is then 1.
 uintptr_t SetTimer(Hwnd window, uintptr_t id, uint32_t elapse, TimerProc proc);
 bool KillTimer(Hwnd window, uintptr_t id);
+
+// Scroll bars. `bar` is SbCtl for a "SCROLLBAR" control, SbHorz or SbVert for a window's own.
+int32_t SetScrollInfo(Hwnd window, int32_t bar, const ScrollInfo* info, bool redraw);
+bool GetScrollInfo(Hwnd window, int32_t bar, ScrollInfo* info);
+int32_t SetScrollPos(Hwnd window, int32_t bar, int32_t position, bool redraw);
+int32_t GetScrollPos(Hwnd window, int32_t bar);
+bool ShowScrollBar(Hwnd window, int32_t bar, bool show);
 
 // Painting.
 bool InvalidateRect(Hwnd window, const Rect* rect, bool erase);

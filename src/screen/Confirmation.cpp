@@ -8,8 +8,8 @@
 
 #include "framework/MessageCatalog.h"
 #include "platform/display.h"
+#include "prompts/Prompts.h"
 #include "screen/CalibrationStore.h"
-#include "screen/ScreenPrompt.h"
 #include "text/TextHelpers.h"
 
 int32_t KeyOutcome = KeyUndecided;
@@ -176,8 +176,7 @@ int32_t KeyDigit(uint32_t key) {
 namespace {
 
 void PromptAfterWrongKey(platform::Hwnd window, const std::string& title) {
-  ShowScreenPrompt(GetWideMessageText(kPromptMessageAfterWrongKey, L""), Widen(title),
-                   PromptOnTop);
+  ShowPrompt(GetWideMessageText(kPromptMessageAfterWrongKey, L""), title, PromptOnTop);
   platform::SetFocus(window);
   KeyOutcome = KeyWrongKeyGoesOn;
 }

@@ -122,7 +122,9 @@ TEST_F(Confirmation, WrongKeysAreForgivenUpToRetriesThenEndTheWindowWithTheirCod
   Hwnd window = MakeWindow();
   int32_t wrongKeys = 0;
   SetScreenResult(1);
-  platform::sim::DebugOutput().clear();
+  // Each wrong key brings the prompt of message 51, a window with an OK button to press.
+  std::string error;
+  ASSERT_TRUE(platform::sim::SetOperatorScript("answer ok; answer ok; answer ok", error));
   testing::internal::CaptureStdout();
   HandleSingleDigitKey(WrongDigitKey(), window, kModeKeys, 1, wrongKeys, "ModeTest");
   EXPECT_EQ(KeyOutcome, KeyWrongKeyGoesOn);
@@ -136,18 +138,18 @@ TEST_F(Confirmation, WrongKeysAreForgivenUpToRetriesThenEndTheWindowWithTheirCod
   EXPECT_EQ(GetScreenResult(), -456);
   EXPECT_EQ(wrongKeys, 0);
   EXPECT_FALSE(IsWindow(window));
-  // Each wrong key brought the prompt of message 51, titled with the subtest; a prompt writes
-  // nothing to the protocol.
+  // Both keys brought a prompt that the operator answered; a prompt writes nothing to the protocol.
   EXPECT_EQ(out, "");
-  EXPECT_EQ(platform::sim::DebugOutput(), std::vector<std::string>(2, "Prompt ModeTest: 51 \"\""));
+  EXPECT_EQ(platform::sim::OperatorStepsLeft(), 1u);
 
-  // With no retries the first other key ends it.
+  // With no retries the first other key ends it, after its prompt.
   window = MakeWindow();
   testing::internal::CaptureStdout();
   HandleSingleDigitKey(VkEscape, window, kModeKeys, 0, wrongKeys, "ModeTest");
   testing::internal::GetCapturedStdout();
   EXPECT_EQ(GetScreenResult(), -789);
   EXPECT_FALSE(IsWindow(window));
+  EXPECT_EQ(platform::sim::OperatorStepsLeft(), 0u);
 
   window = MakeWindow();
   HandleSingleDigitKey(VkF1, window, kModeKeys, 1, wrongKeys, "ModeTest");
@@ -184,6 +186,8 @@ TEST_F(Confirmation, ThreeDigitsMustComeRedGreenBlue) {
   redDone = greenDone = 0;
   wrongKeys = 0;
   window = MakeWindow();
+  std::string error;
+  ASSERT_TRUE(platform::sim::SetOperatorScript("answer ok; answer ok; answer ok; answer ok", error));
   testing::internal::CaptureStdout();
   for (int key = 0; key < 3; ++key) HandleThreeDigitKey(VkSpace, window, 1, wrongKeys, redDone, greenDone, "PaletteTest");
   EXPECT_TRUE(IsWindow(window));
@@ -191,6 +195,7 @@ TEST_F(Confirmation, ThreeDigitsMustComeRedGreenBlue) {
   testing::internal::GetCapturedStdout();
   EXPECT_EQ(KeyOutcome, KeyTooManyWrong);
   EXPECT_FALSE(IsWindow(window));
+  EXPECT_EQ(platform::sim::OperatorStepsLeft(), 0u);
 }
 
 }  // namespace

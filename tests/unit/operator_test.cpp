@@ -161,15 +161,25 @@ TEST_F(OperatorTest, AnswersAPromptByTheLabelOfItsButton) {
   EXPECT_EQ(Log()[0].Message, WmCommand);
   EXPECT_EQ(LoWord(Log()[0].W), 1004);
 
-  // Enter presses the default button, through the dialog handling.
-  prompt = CreateWindowExA(0, "Screen Mode Test", "Prompt", WsPopup | WsVisible, 50, 50, 540, 290, 0, 0, 0, nullptr);
-  CreateWindowExA(0, "BUTTON", "&Yes", 0x50010301, 365, 10, 80, 25, prompt, 1007, 0, nullptr);
-  Script("key return");
-  Log().clear();
-  while (GetMessageA(&msg, 0, 0, 0) > 0)
-    if (!IsDialogMessageA(prompt, &msg)) DispatchMessageA(&msg);
-  ASSERT_EQ(Log().size(), 1u);
-  EXPECT_EQ(LoWord(Log()[0].W), 1007);
+  // Enter presses the focused button; with the focus elsewhere it is IDOK, as for any window that
+  // names no default id; Alt and the letter after the '&' press that button.
+  const struct {
+    const char* Script;
+    bool FocusOnYes;
+    uint16_t Id;
+  } cases[] = {{"key return", true, 1007}, {"key return", false, 1}, {"key alt+n", false, 1004}, {"key n", true, 1004}};
+  for (const auto& c : cases) {
+    prompt = CreateWindowExA(0, "Screen Mode Test", "Prompt", WsPopup | WsVisible, 50, 50, 540, 290, 0, 0, 0, nullptr);
+    yes = CreateWindowExA(0, "BUTTON", "&Yes", 0x50010301, 365, 10, 80, 25, prompt, 1007, 0, nullptr);
+    CreateWindowExA(0, "BUTTON", "&No", 0x50010300, 365, 40, 80, 25, prompt, 1004, 0, nullptr);
+    SetFocus(c.FocusOnYes ? yes : prompt);
+    Script(c.Script);
+    Log().clear();
+    while (GetMessageA(&msg, 0, 0, 0) > 0)
+      if (!IsDialogMessageA(prompt, &msg)) DispatchMessageA(&msg);
+    ASSERT_EQ(Log().size(), 1u) << c.Script;
+    EXPECT_EQ(LoWord(Log()[0].W), c.Id) << c.Script;
+  }
 }
 
 TEST_F(OperatorTest, RefusesAScriptWithAnUnknownStep) {

@@ -226,6 +226,19 @@ int32_t FillRect(Hdc handle, const Rect* rect, HBrush brush) {
   return 1;
 }
 
+int32_t FrameRect(Hdc dc, const Rect* rect, HBrush brush) {
+  if (rect == nullptr) return 0;
+  const Rect& r = *rect;
+  if (r.Right <= r.Left || r.Bottom <= r.Top) return 1;
+  const Rect edges[4] = {{r.Left, r.Top, r.Right, r.Top + 1},
+                         {r.Left, r.Bottom - 1, r.Right, r.Bottom},
+                         {r.Left, r.Top, r.Left + 1, r.Bottom},
+                         {r.Right - 1, r.Top, r.Right, r.Bottom}};
+  for (const Rect& edge : edges)
+    if (FillRect(dc, &edge, brush) == 0) return 0;
+  return 1;
+}
+
 bool SetPixelV(Hdc handle, int32_t x, int32_t y, ColorRef color) {
   std::lock_guard<std::mutex> lock(Lock());
   Dc* dc = FindDc(handle);

@@ -22,11 +22,12 @@ namespace sim {
 
 namespace {
 
-enum class Kind { Digit, Digits, KeypadDigit, WrongDigit, Key, Type, Answer, Close, Rotate, Nothing, Wait, GiveUp };
+enum class Kind { Digit, Digits, KeypadDigit, WrongDigit, Key, Type, TypeSlowly, Answer, Close, Rotate, Nothing, Wait, GiveUp };
 
 struct Step {
   Kind What = Kind::Nothing;
   uint32_t Number = 0;
+  bool Alt = false;  // a key pressed with Alt held
   std::string Text;
 };
 
@@ -45,6 +46,8 @@ struct Person {
   bool WaitArmed = false;
   uint32_t WaitEnd = 0;
   Hwnd Ignoring = 0;  // the window a "nothing" step leaves alone
+  size_t Typed = 0;   // keys of a slow "type" step pressed so far
+  uint32_t NextKeyAt = 0;
   bool GaveUp = false;
   int Breaks = 0;
   std::chrono::steady_clock::time_point FirstBreak;
@@ -118,11 +121,22 @@ bool ParseScript(const std::string& script, std::deque<Step>& steps, std::string
       step.Number = VkF1;
     } else if (word == "key") {
       step.What = Kind::Key;
-      ok = ParseKey(rest, step.Number);
+      std::string key = rest;
+      if (Lower(key.substr(0, 4)) == "alt+") {
+        step.Alt = true;
+        key = key.substr(4);
+      }
+      ok = ParseKey(key, step.Number);
     } else if (word == "type") {
       step.What = Kind::Type;
       step.Text = rest;
       ok = !rest.empty();
+    } else if (word == "type-slowly") {
+      // type-slowly <ms> <text>: one key every <ms> milliseconds.
+      step.What = Kind::TypeSlowly;
+      const size_t gap = rest.find_first_of(" \t");
+      step.Text = gap == std::string::npos ? "" : Strip(rest.substr(gap));
+      ok = gap != std::string::npos && ParseNumber(rest.substr(0, gap), step.Number) && !step.Text.empty();
     } else if (word == "answer") {
       step.What = Kind::Answer;
       step.Text = rest;
@@ -158,6 +172,7 @@ void Start(std::deque<Step> steps) {
   p.LastFront = 0;
   p.WaitArmed = false;
   p.Ignoring = 0;
+  p.Typed = 0;
   p.GaveUp = false;
   p.Breaks = 0;
 }
@@ -165,6 +180,18 @@ void Start(std::deque<Step> steps) {
 void Tap(uint32_t key) {
   PressKey(key, true);
   PressKey(key, false);
+}
+
+// One character as a person types it: Shift for capitals; other characters are not on the keys.
+void TypeCharacter(char c) {
+  uint32_t key = 0;
+  if (c >= 'a' && c <= 'z') key = static_cast<uint32_t>(c - 'a' + 'A');
+  else if ((c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == ' ') key = static_cast<uint32_t>(c);
+  else return;
+  const bool shift = c >= 'A' && c <= 'Z';
+  if (shift) PressKey(VkShift, true);
+  Tap(key);
+  if (shift) PressKey(VkShift, false);
 }
 
 // The single digits drawn in the window, left to right: what a person reads off the screen.
@@ -269,19 +296,22 @@ bool TryStep(Step& step, Hwnd front, uint32_t now, uint32_t& wakeAt, bool& done)
       break;
     }
     case Kind::Key:
+      if (step.Alt) PressKey(VkMenu, true);
       Tap(step.Number);
+      if (step.Alt) PressKey(VkMenu, false);
       break;
     case Kind::Type:
-      for (char c : step.Text) {
-        uint32_t key = 0;
-        if (c >= 'a' && c <= 'z') key = static_cast<uint32_t>(c - 'a' + 'A');
-        else if ((c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == ' ') key = static_cast<uint32_t>(c);
-        else continue;
-        const bool shift = c >= 'A' && c <= 'Z';
-        if (shift) PressKey(VkShift, true);
-        Tap(key);
-        if (shift) PressKey(VkShift, false);
+      for (char c : step.Text) TypeCharacter(c);
+      break;
+    case Kind::TypeSlowly:
+      if (p.Typed > 0 && static_cast<int32_t>(p.NextKeyAt - now) > 0) {
+        if (static_cast<int32_t>(p.NextKeyAt - wakeAt) < 0) wakeAt = p.NextKeyAt;
+        return false;
       }
+      TypeCharacter(step.Text[p.Typed++]);
+      p.NextKeyAt = now + step.Number;
+      if (p.Typed < step.Text.size()) return true;
+      p.Typed = 0;
       break;
     case Kind::Answer: {
       std::wstring wanted;

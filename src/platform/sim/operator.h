@@ -9,8 +9,9 @@
 //   wrong-digit      press a digit that is not drawn
 //   F1               press F1
 //   key <k>          press a key: a number (0x.. or decimal) or a name (ESCAPE, RETURN, SPACE,
-//                    TAB, F1..F12, a letter or digit)
+//                    TAB, F1..F12, a letter or digit); "alt+<k>" holds Alt down for it
 //   type <text>      type the text into the focused window
+//   type-slowly <ms> <text>  the same, one key every <ms> milliseconds
 //   answer <button>  click the button of the front window whose label reads <button> ("Yes",
 //                    "OK"...), the '&' of the label ignored
 //   close            close the front window

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <vector>
 
 #include "platform/gdi.h"
 
@@ -38,6 +39,20 @@ inline Rect Offset(const Rect& r, int32_t dx, int32_t dy) {
 inline bool Within(const Rect& inner, const Rect& outer) {
   return inner.Left >= outer.Left && inner.Top >= outer.Top && inner.Right <= outer.Right &&
          inner.Bottom <= outer.Bottom;
+}
+
+// What of `a` lies outside `hole`: up to four bands, above, below, left and right of it.
+inline std::vector<Rect> Subtract(const Rect& a, const Rect& hole) {
+  const Rect cut = Intersect(a, hole);
+  if (IsEmpty(cut)) return {a};
+  std::vector<Rect> out;
+  const Rect bands[4] = {{a.Left, a.Top, a.Right, cut.Top},
+                         {a.Left, cut.Bottom, a.Right, a.Bottom},
+                         {a.Left, cut.Top, cut.Left, cut.Bottom},
+                         {cut.Right, cut.Top, a.Right, cut.Bottom}};
+  for (const Rect& band : bands)
+    if (!IsEmpty(band)) out.push_back(band);
+  return out;
 }
 
 }  // namespace sim

@@ -119,4 +119,25 @@ bool UnregisterClassW(const wchar_t* className, HInstance) {
   return UnregisterCommon(&wide, 0);
 }
 
+uint32_t SetClassLongA(Hwnd window, int32_t index, int32_t value) {
+  Guard hold(S().Lock);
+  Window* w = Find(window);
+  if (w == nullptr) {
+    SetLastError(ErrorInvalidWindowHandle);
+    return 0;
+  }
+  std::wstring key = w->ClassKey;
+  WindowClass* c = FindClass(&key, 0);
+  if (index != GclStyle || c == nullptr) {
+    SetLastError(ErrorInvalidIndex);
+    return 0;
+  }
+  const uint32_t old = c->Style;
+  c->Style = static_cast<uint32_t>(value);
+  // The windows of the class redraw by the new style from now on.
+  for (auto& entry : S().Windows)
+    if (entry.second.ClassKey == c->Key) entry.second.ClassStyle = c->Style;
+  return old;
+}
+
 }  // namespace platform

@@ -1,10 +1,12 @@
 // The system's control classes as far as the program's prompts need them, and the dialog
 // keyboard handling of IsDialogMessage. Labels are drawn with GDI text, so that what a control
 // shows is on the screen and in the text record like anything else drawn.
+#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "platform/gdi.h"
+#include "platform/sim/window_internal.h"
 #include "platform/sim/window_sim.h"
 #include "platform/window.h"
 
@@ -17,6 +19,8 @@ constexpr int32_t ControlExtra = static_cast<int32_t>(sizeof(intptr_t));
 constexpr uint32_t ButtonTypeMask = 0x0F;
 constexpr WParam IdOk = 1;
 constexpr WParam IdCancel = 2;
+constexpr uint32_t DmGetDefId = WmUser;
+constexpr uint16_t DcHasDefId = 0x534B;
 
 bool IsClass(Hwnd window, const wchar_t* name) {
   std::wstring cls = sim::WindowClassName(window);
@@ -51,14 +55,7 @@ void PaintLabel(Hwnd window, uint32_t colorMessage, uint32_t format, bool frame)
                         : 0;
   if (brush == 0) brush = 16;  // COLOR_BTNFACE + 1
   FillRect(dc, &client, brush);
-  if (frame) {
-    HBrush black = GetStockObject(BlackBrush);
-    Rect edges[4] = {{client.Left, client.Top, client.Right, client.Top + 1},
-                     {client.Left, client.Bottom - 1, client.Right, client.Bottom},
-                     {client.Left, client.Top, client.Left + 1, client.Bottom},
-                     {client.Right - 1, client.Top, client.Right, client.Bottom}};
-    for (const Rect& edge : edges) FillRect(dc, &edge, black);
-  }
+  if (frame) FrameRect(dc, &client, GetStockObject(BlackBrush));
   HFont font = static_cast<HFont>(GetWindowLongPtrA(window, FontOffset));
   HGdiObj oldFont = font ? SelectObject(dc, font) : 0;
   SetBkMode(dc, Transparent);
@@ -174,8 +171,33 @@ LResult PLATFORM_CALLBACK EditProc(Hwnd window, uint32_t message, WParam wParam,
   }
 }
 
+// The track in the scroll bar colour and the thumb as a framed button face, placed by the
+// position within the range less a page.
 LResult PLATFORM_CALLBACK ScrollBarProc(Hwnd window, uint32_t message, WParam wParam, LParam lParam) {
-  return DefWindowProcA(window, message, wParam, lParam);
+  if (message != WmPaint) return DefWindowProcA(window, message, wParam, lParam);
+  ScrollInfo info;
+  info.Mask = SifRange | SifPage | SifPos;
+  GetScrollInfo(window, SbCtl, &info);
+  PaintStruct paint;
+  Hdc dc = BeginPaint(window, &paint);
+  Rect client;
+  GetClientRect(window, &client);
+  FillRect(dc, &client, 1);  // COLOR_SCROLLBAR + 1
+  const bool vertical = (StyleOf(window) & SbsVert) != 0;
+  const int32_t length = vertical ? client.Bottom : client.Right;
+  const int64_t span = static_cast<int64_t>(info.Max) - info.Min + 1;
+  if (span > 0 && length > 0) {
+    const int64_t page = std::min<int64_t>(std::max<int64_t>(info.Page, 1), span);
+    const int32_t thumb = static_cast<int32_t>(std::max<int64_t>(length * page / span, 8));
+    const int64_t travel = std::max<int64_t>(span - page, 1);
+    const int32_t at = static_cast<int32_t>((length - thumb) * (static_cast<int64_t>(info.Pos) - info.Min) / travel);
+    Rect box = vertical ? Rect{0, at, client.Right, at + thumb} : Rect{at, 0, at + thumb, client.Bottom};
+    FillRect(dc, &box, GetStockObject(BlackBrush));
+    box = Rect{box.Left + 1, box.Top + 1, box.Right - 1, box.Bottom - 1};
+    FillRect(dc, &box, 16);  // COLOR_BTNFACE + 1
+  }
+  EndPaint(window, &paint);
+  return 0;
 }
 
 std::vector<Hwnd> Descendants(Hwnd dialog) {
@@ -189,9 +211,13 @@ std::vector<Hwnd> Descendants(Hwnd dialog) {
 }
 
 bool IsWithin(Hwnd window, Hwnd ancestor) {
-  for (Hwnd w = window; w != 0; w = (StyleOf(w) & WsChild) ? GetParent(w) : 0)
-    if (w == ancestor) return true;
-  return false;
+  sim::wnd::Guard hold(sim::wnd::S().Lock);
+  return sim::wnd::IsWithin(window, ancestor);
+}
+
+bool ShiftIsDown() {
+  sim::wnd::Guard hold(sim::wnd::S().Lock);
+  return sim::wnd::S().ShiftDown;
 }
 
 wchar_t Upper(wchar_t c) { return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - L'a' + L'A') : c; }
@@ -217,6 +243,86 @@ void RegisterSystemClasses() {
 
 }  // namespace sim
 
+bool GetScrollInfo(Hwnd window, int32_t bar, ScrollInfo* info) {
+  if (info == nullptr || bar < SbHorz || bar > SbCtl) return false;
+  sim::wnd::Guard hold(sim::wnd::S().Lock);
+  sim::wnd::Window* w = sim::wnd::Find(window);
+  if (w == nullptr) return false;
+  const ScrollInfo& have = w->Bars[bar];
+  if (info->Mask & SifRange) {
+    info->Min = have.Min;
+    info->Max = have.Max;
+  }
+  if (info->Mask & SifPage) info->Page = have.Page;
+  if (info->Mask & SifPos) info->Pos = have.Pos;
+  return true;
+}
+
+int32_t SetScrollInfo(Hwnd window, int32_t bar, const ScrollInfo* info, bool redraw) {
+  if (info == nullptr || bar < SbHorz || bar > SbCtl) return 0;
+  int32_t position = 0;
+  {
+    sim::wnd::Guard hold(sim::wnd::S().Lock);
+    sim::wnd::Window* w = sim::wnd::Find(window);
+    if (w == nullptr) return 0;
+    ScrollInfo& have = w->Bars[bar];
+    if (info->Mask & SifRange) {
+      have.Min = info->Min;
+      have.Max = std::max(info->Max, info->Min);
+    }
+    const int64_t span = static_cast<int64_t>(have.Max) - have.Min + 1;
+    if (info->Mask & SifPage) have.Page = static_cast<uint32_t>(std::min<int64_t>(info->Page, span));
+    if (info->Mask & SifPos) have.Pos = info->Pos;
+    // The position stays where a whole page still fits.
+    const int64_t last = have.Max - std::max<int64_t>(static_cast<int64_t>(have.Page) - 1, 0);
+    have.Pos = static_cast<int32_t>(std::max<int64_t>(have.Min, std::min<int64_t>(have.Pos, last)));
+    position = have.Pos;
+  }
+  if (redraw && bar == SbCtl) InvalidateRect(window, nullptr, true);
+  return position;
+}
+
+int32_t SetScrollPos(Hwnd window, int32_t bar, int32_t position, bool redraw) {
+  ScrollInfo before;
+  before.Mask = SifPos;
+  if (!GetScrollInfo(window, bar, &before)) return 0;
+  ScrollInfo next;
+  next.Mask = SifPos;
+  next.Pos = position;
+  SetScrollInfo(window, bar, &next, redraw);
+  return before.Pos;
+}
+
+int32_t GetScrollPos(Hwnd window, int32_t bar) {
+  ScrollInfo info;
+  info.Mask = SifPos;
+  return GetScrollInfo(window, bar, &info) ? info.Pos : 0;
+}
+
+bool ShowScrollBar(Hwnd window, int32_t bar, bool show) {
+  // A window's own bars take no room in this window system; a control is shown or hidden.
+  if (bar == SbCtl) ShowWindow(window, show ? SwShow : SwHide);
+  return IsWindow(window);
+}
+
+bool SetDlgItemTextW(Hwnd dialog, int32_t id, const wchar_t* text) {
+  Hwnd item = GetDlgItem(dialog, id);
+  return item != 0 && SetWindowTextW(item, text);
+}
+
+uint32_t GetDlgItemTextA(Hwnd dialog, int32_t id, char* text, int32_t size) {
+  Hwnd item = GetDlgItem(dialog, id);
+  if (item == 0) {
+    if (text != nullptr && size > 0) text[0] = 0;
+    return 0;
+  }
+  return static_cast<uint32_t>(GetWindowTextA(item, text, size));
+}
+
+// As user32 has it for a window that is not a dialog of the dialog manager: Enter presses the
+// focused push button, else the dialog's default id (DM_GETDEFID) or IDOK; Escape sends IDCANCEL;
+// Tab and Shift+Tab walk the tab stops; a letter (with Alt, or on a control that takes no text)
+// presses the button whose label has it after the '&'.
 bool IsDialogMessageA(Hwnd dialog, Msg* message) {
   if (message == nullptr || dialog == 0 || !IsWithin(message->Window, dialog)) return false;
   const Hwnd focus = GetFocus();
@@ -227,32 +333,38 @@ bool IsDialogMessageA(Hwnd dialog, Msg* message) {
       for (Hwnd c : controls)
         if ((StyleOf(c) & WsTabStop) != 0 && IsWindowVisible(c)) stops.push_back(c);
       if (!stops.empty()) {
-        size_t next = 0;
+        const bool back = ShiftIsDown();
+        size_t next = back ? stops.size() - 1 : 0;
         for (size_t i = 0; i < stops.size(); ++i)
-          if (stops[i] == focus) next = (i + 1) % stops.size();
+          if (stops[i] == focus) next = back ? (i + stops.size() - 1) % stops.size() : (i + 1) % stops.size();
         SetFocus(stops[next]);
       }
       return true;
     }
     if (message->Wparam == VkReturn) {
-      Hwnd target = 0;
-      if (focus != 0 && IsWithin(focus, dialog) && IsPushButton(focus)) target = focus;
-      for (Hwnd c : controls)
-        if (target == 0 && IsClass(c, L"BUTTON") && (StyleOf(c) & ButtonTypeMask) == BsDefPushButton) target = c;
-      if (target != 0) Click(target);
-      else SendMessageA(dialog, WmCommand, IdOk, 0);
+      if (focus != 0 && focus != dialog && IsWithin(focus, dialog) && IsPushButton(focus)) {
+        Click(focus);
+        return true;
+      }
+      const LResult defId = SendMessageA(dialog, DmGetDefId, 0, 0);
+      if (HiWord(static_cast<uintptr_t>(defId)) == DcHasDefId) {
+        const uint16_t id = LoWord(static_cast<uintptr_t>(defId));
+        SendMessageA(dialog, WmCommand, MakeWParam(id, BnClicked), static_cast<LParam>(GetDlgItem(dialog, id)));
+      } else {
+        SendMessageA(dialog, WmCommand, IdOk, static_cast<LParam>(GetDlgItem(dialog, IdOk)));
+      }
       return true;
     }
     if (message->Wparam == VkEscape) {
-      SendMessageA(dialog, WmCommand, IdCancel, 0);
+      SendMessageA(dialog, WmCommand, IdCancel, static_cast<LParam>(GetDlgItem(dialog, IdCancel)));
       return true;
     }
   }
-  if (message->Message == WmChar && (focus == 0 || !IsClass(focus, L"EDIT"))) {
-    // A letter picks the button whose label has it after the '&'.
+  const bool alt = message->Message == WmSysChar;
+  if (alt || (message->Message == WmChar && (focus == 0 || !IsClass(focus, L"EDIT")))) {
     const wchar_t key = Upper(static_cast<wchar_t>(message->Wparam));
     for (Hwnd c : controls) {
-      if (!IsPushButton(c)) continue;
+      if (!IsPushButton(c) || !IsWindowVisible(c)) continue;
       std::wstring label = sim::WindowTitle(c);
       size_t amp = label.find(L'&');
       if (amp != std::wstring::npos && amp + 1 < label.size() && Upper(label[amp + 1]) == key) {
@@ -261,7 +373,7 @@ bool IsDialogMessageA(Hwnd dialog, Msg* message) {
         return true;
       }
     }
-    if (focus != 0 && IsPushButton(focus)) return true;
+    if (alt || (focus != 0 && IsPushButton(focus))) return true;
   }
   TranslateMessage(message);
   DispatchMessageA(message);

@@ -60,8 +60,10 @@ struct Window {
   bool HasUpdate = false;
   bool Erase = false;
   Rect Update;
+  std::vector<Rect> Holes;  // validated parts inside Update that a band cannot take off
   bool Destroying = false;
   std::vector<Hwnd> Children;  // in child order: first made, first
+  ScrollInfo Bars[3];           // SbHorz, SbVert, and SbCtl for a scroll bar control
 };
 
 struct Timer {
@@ -95,6 +97,7 @@ struct State {
   Atom NextAtom = 0xC000;
   uintptr_t NextTimerId = 0x7FF0;
   bool ShiftDown = false;
+  bool AltDown = false;
   bool SystemClasses = false;
 };
 

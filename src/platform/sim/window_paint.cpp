@@ -22,6 +22,10 @@ namespace wnd {
 void InvalidateLocked(Window& w, const Rect* rect, bool erase, bool children) {
   Rect area = rect ? Intersect(*rect, ClientOf(w)) : ClientOf(w);
   if (!IsEmpty(area)) {
+    std::vector<Rect> holes;
+    for (const Rect& hole : w.Holes)
+      if (IsEmpty(Intersect(hole, area))) holes.push_back(hole);
+    w.Holes.swap(holes);
     w.Update = w.HasUpdate ? Union(w.Update, area) : area;
     w.HasUpdate = true;
     w.Erase = w.Erase || erase;
@@ -120,11 +124,13 @@ bool ValidateRect(Hwnd window, const Rect* rect) {
   if (rect == nullptr) {
     w->HasUpdate = false;
     w->Erase = false;
+    w->Holes.clear();
     return true;
   }
   // The update area is one rectangle: it shrinks where `rect` takes a whole band off one side.
   Rect& u = w->Update;
   const Rect& v = *rect;
+  const Rect before = u;
   if (v.Left <= u.Left && v.Right >= u.Right) {
     if (v.Top <= u.Top && v.Bottom > u.Top) u.Top = std::min(v.Bottom, u.Bottom);
     else if (v.Bottom >= u.Bottom && v.Top < u.Bottom) u.Bottom = std::max(v.Top, u.Top);
@@ -135,6 +141,11 @@ bool ValidateRect(Hwnd window, const Rect* rect) {
   if (sim::IsEmpty(u)) {
     w->HasUpdate = false;
     w->Erase = false;
+    w->Holes.clear();
+  } else if (sim::Same(before, u)) {
+    // A part from the middle: kept as a hole, which the erase leaves alone.
+    const Rect hole = sim::Intersect(v, u);
+    if (!sim::IsEmpty(hole)) w->Holes.push_back(hole);
   }
   return true;
 }
@@ -163,21 +174,41 @@ Hdc BeginPaint(Hwnd window, PaintStruct* paint) {
   if (paint == nullptr) return 0;
   Rect area;
   bool erase = false;
+  std::vector<Rect> pieces;
   {
     Guard hold(S().Lock);
     Window* w = Find(window);
     if (w == nullptr) return 0;
     area = w->HasUpdate ? sim::Intersect(w->Update, ClientOf(*w)) : Rect{};
     erase = w->HasUpdate && w->Erase;
+    pieces.push_back(area);
+    for (const Rect& hole : w->Holes) {
+      std::vector<Rect> next;
+      for (const Rect& piece : pieces)
+        for (const Rect& rest : sim::Subtract(piece, hole)) next.push_back(rest);
+      pieces.swap(next);
+    }
     w->HasUpdate = false;
     w->Erase = false;
+    w->Holes.clear();
   }
-  // The context draws only where the window waited for paint, as the system's update region does.
+  // The context draws only where the window waited for paint, as the system's update region does;
+  // the background is erased piece by piece around what was validated from the middle.
   Hdc dc = MakeWindowDc(window, &area);
   *paint = PaintStruct{};
   paint->Dc = dc;
   paint->Paint = area;
-  paint->Erase = erase && Send(window, WmEraseBkgnd, static_cast<WParam>(dc), 0) == 0 ? 1 : 0;
+  bool erased = erase;
+  if (erase && pieces.size() == 1 && sim::Same(pieces[0], area)) {
+    erased = Send(window, WmEraseBkgnd, static_cast<WParam>(dc), 0) != 0;
+  } else if (erase) {
+    for (const Rect& piece : pieces) {
+      Hdc pieceDc = MakeWindowDc(window, &piece);
+      erased = Send(window, WmEraseBkgnd, static_cast<WParam>(pieceDc), 0) != 0 && erased;
+      DeleteDC(pieceDc);
+    }
+  }
+  paint->Erase = erase && !erased ? 1 : 0;
   return dc;
 }
 

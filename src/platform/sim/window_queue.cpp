@@ -82,11 +82,15 @@ bool TakeMessage(Msg* out, Hwnd filter, uint32_t low, uint32_t high, bool remove
     if (!WindowMatches(filter, target)) break;
     const uint32_t repeat = 1;
     const uint32_t transition = key.Down ? 0u : 0xC0000000u;
-    *out = Msg{target, key.Down ? WmKeyDown : WmKeyUp, key.Key, static_cast<LParam>(static_cast<int32_t>(repeat | transition)),
-               now, Point{}};
+    // Keys with Alt held (and Alt itself) are system keys; bit 29 of lParam says Alt is down.
+    const bool alt = key.Key == VkMenu ? key.Down || s.AltDown : s.AltDown;
+    const uint32_t context = alt ? 0x20000000u : 0u;
+    const uint32_t kind = alt ? (key.Down ? WmSysKeyDown : WmSysKeyUp) : (key.Down ? WmKeyDown : WmKeyUp);
+    *out = Msg{target, kind, key.Key, static_cast<LParam>(static_cast<int32_t>(repeat | transition | context)), now, Point{}};
     if (remove) {
       s.Input.pop_front();
       if (key.Key == VkShift) s.ShiftDown = key.Down;
+      if (key.Key == VkMenu) s.AltDown = key.Down;
     }
     return true;
   }
@@ -233,12 +237,12 @@ bool PeekMessageA(Msg* message, Hwnd window, uint32_t filterMin, uint32_t filter
 }
 
 bool TranslateMessage(const Msg* message) {
-  if (message == nullptr || message->Message != WmKeyDown) return false;
+  if (message == nullptr || (message->Message != WmKeyDown && message->Message != WmSysKeyDown)) return false;
   Guard hold(S().Lock);
   const wchar_t c = CharOf(static_cast<uint32_t>(message->Wparam), S().ShiftDown);
   if (c == 0) return false;
   Msg ch = *message;
-  ch.Message = WmChar;
+  ch.Message = message->Message == WmSysKeyDown ? WmSysChar : WmChar;
   ch.Wparam = static_cast<WParam>(c);
   S().Posted.push_front(ch);
   return true;

@@ -188,7 +188,9 @@ Hwnd CreateWindowCommon(uint32_t exStyle, const std::wstring* className, Atom at
       SetLastError(ErrorInvalidWindowHandle);
       return 0;
     }
-    if ((style & WsChild) != 0 && p == nullptr) {
+    // With both bits the window is a popup owned by `parent`, as user32 makes it.
+    const bool child = (style & (WsChild | WsPopup)) == WsChild;
+    if (child && p == nullptr) {
       SetLastError(ErrorTlwWithWsChild);
       return 0;
     }
@@ -208,15 +210,17 @@ Hwnd CreateWindowCommon(uint32_t exStyle, const std::wstring* className, Atom at
     w.Instance = instance;
     w.Extra.assign(static_cast<size_t>(std::max(c->WindowExtra, 0)), 0);
     w.Bounds = Rect{x, y, x + std::max(width, 0), y + std::max(height, 0)};
-    if ((style & WsChild) != 0) {
+    if (child) {
       w.Parent = parent;
       w.Id = static_cast<intptr_t>(menu);
       p->Children.push_back(handle);
     } else {
       w.Owner = p ? TopLevelOf(parent) : 0;
+      // An owned window stays above its owner, in the top-most band too.
+      if (Window* owner = Find(w.Owner)) w.ExStyle |= owner->ExStyle & WsExTopmost;
     }
     S().Windows[handle] = std::move(w);
-    if ((style & WsChild) == 0) PlaceInZOrder(handle, true);
+    if (!child) PlaceInZOrder(handle, true);
   }
   LParam cs = reinterpret_cast<LParam>(createStruct);
   if (Send(handle, WmNcCreate, 0, cs) == 0) {
@@ -312,6 +316,7 @@ void ResetWindowSystem() {
   s.Focus = s.Active = s.Foreground = 0;
   s.CursorCount = 0;
   s.ShiftDown = false;
+  s.AltDown = false;
   s.SystemClasses = false;
 }
 

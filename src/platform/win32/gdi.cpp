@@ -70,6 +70,9 @@ bool LineTo(Hdc dc, int32_t x, int32_t y) { return ::LineTo(D(dc), x, y) != FALS
 int32_t FillRect(Hdc dc, const Rect* rect, HBrush brush) {
   return ::FillRect(D(dc), reinterpret_cast<const RECT*>(rect), reinterpret_cast<HBRUSH>(brush));
 }
+int32_t FrameRect(Hdc dc, const Rect* rect, HBrush brush) {
+  return ::FrameRect(D(dc), reinterpret_cast<const RECT*>(rect), reinterpret_cast<HBRUSH>(brush));
+}
 bool SetPixelV(Hdc dc, int32_t x, int32_t y, ColorRef color) { return ::SetPixelV(D(dc), x, y, color) != FALSE; }
 ColorRef GetPixel(Hdc dc, int32_t x, int32_t y) { return ::GetPixel(D(dc), x, y); }
 

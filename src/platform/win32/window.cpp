@@ -170,6 +170,30 @@ bool PeekMessageA(Msg* message, Hwnd window, uint32_t filterMin, uint32_t filter
 }
 bool TranslateMessage(const Msg* message) { return ::TranslateMessage(M(message)) != FALSE; }
 LResult DispatchMessageA(const Msg* message) { return ::DispatchMessageA(M(message)); }
+static_assert(sizeof(ScrollInfo) == sizeof(SCROLLINFO), "SCROLLINFO layout");
+
+int32_t SetScrollInfo(Hwnd window, int32_t bar, const ScrollInfo* info, bool redraw) {
+  return ::SetScrollInfo(H(window), bar, reinterpret_cast<const SCROLLINFO*>(info), redraw);
+}
+bool GetScrollInfo(Hwnd window, int32_t bar, ScrollInfo* info) {
+  return ::GetScrollInfo(H(window), bar, reinterpret_cast<SCROLLINFO*>(info)) != FALSE;
+}
+int32_t SetScrollPos(Hwnd window, int32_t bar, int32_t position, bool redraw) {
+  return ::SetScrollPos(H(window), bar, position, redraw);
+}
+int32_t GetScrollPos(Hwnd window, int32_t bar) { return ::GetScrollPos(H(window), bar); }
+bool ShowScrollBar(Hwnd window, int32_t bar, bool show) { return ::ShowScrollBar(H(window), bar, show) != FALSE; }
+bool SetDlgItemTextW(Hwnd dialog, int32_t id, const wchar_t* text) {
+  return ::SetDlgItemTextW(H(dialog), id, text) != FALSE;
+}
+uint32_t GetDlgItemTextA(Hwnd dialog, int32_t id, char* text, int32_t size) {
+  return ::GetDlgItemTextA(H(dialog), id, text, size);
+}
+
+uint32_t SetClassLongA(Hwnd window, int32_t index, int32_t value) {
+  return static_cast<uint32_t>(::SetClassLongPtrA(H(window), index, value));
+}
+
 bool IsDialogMessageA(Hwnd dialog, Msg* message) { return ::IsDialogMessageA(H(dialog), M(message)) != FALSE; }
 LResult SendMessageA(Hwnd window, uint32_t message, WParam wParam, LParam lParam) {
   return ::SendMessageA(H(window), message, wParam, lParam);
