@@ -347,7 +347,11 @@ LResult HandlePromptMessage(PromptState& s, PromptResult& result, Hwnd window, u
     }
     case WmClose: {
       const PromptResult answer = CloseAnswer(s.buttonSet);
-      if (answer != PromptNoAnswer) result = answer;
+      if (answer != PromptNoAnswer) {
+        result = answer;
+        // The loop looks at the answer when the next message comes: make sure one does.
+        PostMessageA(window, WmNull, 0, 0);
+      }
       return 0;
     }
     case WmHScroll:

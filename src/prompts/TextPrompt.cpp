@@ -65,6 +65,7 @@ LResult PLATFORM_CALLBACK TextHandler(Hwnd window, uint32_t message, WParam wPar
     case WmClose:
       // Its one button is OK, so closing it is OK, as a message box with OK alone does.
       s.result = PromptOk;
+      PostMessageA(window, WmNull, 0, 0);
       return 0;
     default:
       break;

@@ -4,6 +4,7 @@
 
 #include <dirent.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
@@ -77,6 +78,18 @@ class ScreenRuns : public ::testing::Test {
     std::ofstream(Folder + "/" + name, std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   }
+  // The pictures a run left in a folder, in order.
+  std::vector<std::string> Pictures(const std::string& folder) const {
+    std::vector<std::string> names;
+    if (DIR* dir = opendir((Folder + "/" + folder).c_str())) {
+      while (dirent* entry = readdir(dir))
+        if (entry->d_name[0] != '.') names.push_back(folder + "/" + entry->d_name);
+      closedir(dir);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
   std::set<std::string> FilesLeft() const {
     std::set<std::string> names;
     if (DIR* dir = opendir(Folder.c_str())) {

@@ -9,6 +9,16 @@
 
 #include "screen_runs.h"
 
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wconversion"
+#pragma GCC diagnostic ignored "-Wsign-conversion"
+#pragma GCC diagnostic ignored "-Wshadow"
+#pragma GCC diagnostic ignored "-Wunused-function"
+#define STB_IMAGE_IMPLEMENTATION
+#define STB_IMAGE_STATIC
+#include <stb/stb_image.h>
+#pragma GCC diagnostic pop
+
 namespace {
 
 using namespace screen_runs;
@@ -214,6 +224,53 @@ TEST_F(ScreenSubtestRuns, AStuckFrameBufferPixelFailsEveryScreenSubtestAndTheAna
   EXPECT_EQ(palette.Status, 1);
   EXPECT_EQ(Count(palette.Stdout, retry), 2u);
   EXPECT_NE(palette.Stdout.find("ReportFailure 990408\nEndOfTest\n"), std::string::npos) << palette.Stdout;
+}
+
+// A wrong key brings the prompt: a window in the middle of the screen, above the test card, which
+// the operator answers with OK; then the right digit passes.
+TEST_F(ScreenSubtestRuns, AWrongKeyShowsThePromptOverTheCardAndTheRunGoesOnAfterOk) {
+  const ProcessResult run = Run("LineTest", {"-Mode800x600x32=true"}, "",
+                                {{"RASTERSCAN_OPERATOR", "wrong-digit; answer ok; digit"},
+                                 {"RASTERSCAN_SCREENSHOTS", Folder + "/shots"}});
+  ASSERT_EQ(run.Status, 0) << run.Stdout;
+  EXPECT_NE(run.Stdout.find("LogMessage 3 3 \"\" \"\"\nUpdatePercentage 100\n"), std::string::npos);
+  // The prompt's picture (named after its title, the subtest), then the card's as its window goes.
+  const std::vector<std::string> shots = Pictures("shots");
+  ASSERT_EQ(shots.size(), 2u);
+  EXPECT_EQ(shots[0], "shots/0001-LineTest.png");
+  int width = 0, height = 0, channels = 0;
+  uint8_t* prompt = stbi_load((Folder + "/" + shots[0]).c_str(), &width, &height, &channels, 3);
+  uint8_t* card = stbi_load((Folder + "/" + shots[1]).c_str(), &width, &height, &channels, 3);
+  ASSERT_TRUE(prompt && card);
+  ASSERT_EQ(width, 800);
+  // 540 by 290 in the middle: everything else is the card as it was.
+  const int left = 400 - 270, top = 300 - 145;
+  size_t inside = 0, changedInside = 0, changedOutside = 0;
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x) {
+      const size_t at = (static_cast<size_t>(y) * width + x) * 3;
+      const bool changed = prompt[at] != card[at] || prompt[at + 1] != card[at + 1] || prompt[at + 2] != card[at + 2];
+      const bool in = x >= left && x < left + 540 && y >= top && y < top + 290;
+      inside += in;
+      (in ? changedInside : changedOutside) += changed;
+    }
+  EXPECT_EQ(changedOutside, 0u);
+  EXPECT_GT(changedInside, inside / 5);
+  // The framed text box of the prompt: its left edge a black line 270 pixels high, which the card
+  // does not have there.
+  auto black = [&](const uint8_t* rgb, int x, int y) {
+    const size_t at = (static_cast<size_t>(y) * width + x) * 3;
+    return rgb[at] == 0 && rgb[at + 1] == 0 && rgb[at + 2] == 0;
+  };
+  int edgeInPrompt = 0, edgeInCard = 0;
+  for (int y = top + 10; y < top + 280; ++y) {
+    edgeInPrompt += black(prompt, left + 10, y);
+    edgeInCard += black(card, left + 10, y);
+  }
+  EXPECT_EQ(edgeInPrompt, 270);
+  EXPECT_LT(edgeInCard, 270);
+  stbi_image_free(prompt);
+  stbi_image_free(card);
 }
 
 }  // namespace

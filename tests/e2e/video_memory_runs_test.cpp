@@ -48,18 +48,6 @@ class VideoMemoryRuns : public ScreenRuns {
     std::ofstream(path, std::ios::binary) << text << "\n" << extra;
     return path;
   }
-
-  // The pictures a run left in a folder, in order.
-  std::vector<std::string> Pictures(const std::string& folder) const {
-    std::vector<std::string> names;
-    if (DIR* dir = opendir((Folder + "/" + folder).c_str())) {
-      while (dirent* entry = readdir(dir))
-        if (entry->d_name[0] != '.') names.push_back(folder + "/" + entry->d_name);
-      closedir(dir);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-  }
 };
 
 const std::string kPassed = "LogMessage 3 3 \"\" \"\"\nUpdatePercentage 100\n";
