@@ -184,13 +184,17 @@ void MakeButtons(PromptState& s, const PromptKind& kind, const Start& start, con
 
 PromptResult Loop(PromptState& s, PromptResult* result) {
   Msg msg;
-  while (GetMessageA(&msg, 0, 0, 0) > 0) {
+  int32_t got;
+  while ((got = GetMessageA(&msg, 0, 0, 0)) > 0) {
     if (*result != PromptNoAnswer) break;
     if (!IsDialogMessageA(s.window, &msg)) {
       TranslateMessage(&msg);
       DispatchMessageA(&msg);
     }
   }
+  // The quit was meant for the loop of the window beneath (a test window that ended while the
+  // prompt was up): it gets it again, as it would from a message box.
+  if (got == 0) PostQuitMessage(static_cast<int32_t>(msg.Wparam));
   return *result;
 }
 

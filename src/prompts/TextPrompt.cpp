@@ -108,7 +108,8 @@ PromptResult KestWindow::TextPrompt(const std::wstring& text, const std::wstring
   SetFocus(s.entryControl);
 
   Msg msg;
-  while (GetMessageA(&msg, 0, 0, 0) > 0) {
+  int32_t got;
+  while ((got = GetMessageA(&msg, 0, 0, 0)) > 0) {
     if (s.result != PromptNoAnswer || !IsDialogMessageA(s.textWindow, &msg)) {
       TranslateMessage(&msg);
       DispatchMessageA(&msg);
@@ -116,6 +117,8 @@ PromptResult KestWindow::TextPrompt(const std::wstring& text, const std::wstring
     // OK, or the release of Enter (an odd message number with the key's code 13).
     if (s.result == PromptOk || (msg.Wparam == 13 && (msg.Message & 1) != 0)) break;
   }
+  // A quit that ended the loop belongs to the loop beneath.
+  if (got == 0) PostQuitMessage(static_cast<int32_t>(msg.Wparam));
   char buffer[256];
   std::memset(buffer, 0, sizeof buffer);
   GetDlgItemTextA(s.textWindow, EntryId, buffer, sizeof buffer);
