@@ -74,9 +74,29 @@ void ClearUnusedBytes(uint8_t* pixels, int32_t count) {
   if (i < count) pixels[static_cast<size_t>(i) * 4 + 3] = 0;
 }
 
-}  // namespace
+// The clip as FFmpeg holds it.
+class DecodedClip final : public Clip {
+ public:
+  ~DecodedClip() override {
+    sws_freeContext(Scaler);
+    av_frame_free(&Frames[0]);
+    av_frame_free(&Frames[1]);
+    avcodec_free_context(&Decoder);
+    for (AVPacket*& packet : Packets) av_packet_free(&packet);
+    avformat_close_input(&Format);
+    if (Io != nullptr) av_freep(&Io->buffer);
+    avio_context_free(&Io);
+  }
 
-struct Clip::Data {
+  size_t FrameCount() const override { return Packets.size(); }
+  double FrameTime(size_t frame) const override { return Times[frame]; }
+  double Duration() const override { return Length; }
+  int32_t Width() const override { return Decoder->width; }
+  int32_t Height() const override { return Decoder->height; }
+  bool Decode(size_t frame) override;
+  void Present(size_t frame, Surface& surface, int32_t x, int32_t y, int32_t width, int32_t height, int32_t clipLeft,
+               int32_t clipTop, int32_t clipRight, int32_t clipBottom) override;
+
   MemoryFile File;
   AVIOContext* Io = nullptr;
   AVFormatContext* Format = nullptr;
@@ -87,31 +107,19 @@ struct Clip::Data {
   SwsContext* Scaler = nullptr;
   std::vector<AVPacket*> Packets;
   std::vector<double> Times;
-  double Duration = 0;
+  double Length = 0;
   bool FullRange = false;
   std::vector<uint8_t> Scaled;
   // 8-bit screens: the palette index nearest to each 5-5-5 colour, for the palette it was made of.
   std::array<PaletteEntry, 256> MappedPalette{};
   std::vector<uint8_t> Nearest;
-
-  ~Data() {
-    sws_freeContext(Scaler);
-    av_frame_free(&Frames[0]);
-    av_frame_free(&Frames[1]);
-    avcodec_free_context(&Decoder);
-    for (AVPacket*& packet : Packets) av_packet_free(&packet);
-    avformat_close_input(&Format);
-    if (Io != nullptr) av_freep(&Io->buffer);
-    avio_context_free(&Io);
-  }
 };
 
-Clip::Clip(std::unique_ptr<Data> data) : data_(std::move(data)) {}
-Clip::~Clip() = default;
+}  // namespace
 
 HResult Clip::Open(std::vector<uint8_t> bytes, std::unique_ptr<Clip>& out) {
   av_log_set_level(AV_LOG_QUIET);
-  auto d = std::make_unique<Data>();
+  auto d = std::make_unique<DecodedClip>();
   d->File.Bytes = std::move(bytes);
   auto* buffer = static_cast<uint8_t*>(av_malloc(IoBufferSize));
   if (buffer == nullptr) return EFail;
@@ -157,8 +165,8 @@ HResult Clip::Open(std::vector<uint8_t> bytes, std::unique_ptr<Clip>& out) {
   }
   av_packet_free(&packet);
   if (d->Packets.empty() || static_cast<int64_t>(d->Packets.size()) < stream->nb_frames) return VfwEInvalidFileFormat;
-  d->Duration = static_cast<double>(last) * unit;
-  if (!std::isfinite(d->Duration) || d->Duration <= 0 || d->Duration > MaxSeconds) return VfwEInvalidFileFormat;
+  d->Length = static_cast<double>(last) * unit;
+  if (!std::isfinite(d->Length) || d->Length <= 0 || d->Length > MaxSeconds) return VfwEInvalidFileFormat;
 
   d->Decoder = avcodec_alloc_context3(codec);
   d->Frames[0] = av_frame_alloc();
@@ -168,41 +176,30 @@ HResult Clip::Open(std::vector<uint8_t> bytes, std::unique_ptr<Clip>& out) {
   if (avcodec_parameters_to_context(d->Decoder, parameters) < 0 || avcodec_open2(d->Decoder, codec, nullptr) < 0)
     return VfwECannotRender;
 
-  out.reset(new Clip(std::move(d)));
   // The first frame must decode, or nothing would ever be shown.
-  if (!out->Decode(0)) {
-    out.reset();
-    return VfwEInvalidFileFormat;
-  }
-  avcodec_flush_buffers(out->data_->Decoder);
-  out->data_->Have[0] = false;
+  if (!d->Decode(0)) return VfwEInvalidFileFormat;
+  avcodec_flush_buffers(d->Decoder);
+  d->Have[0] = false;
+  out = std::move(d);
   return SOk;
 }
 
-size_t Clip::FrameCount() const { return data_->Packets.size(); }
-double Clip::FrameTime(size_t frame) const { return data_->Times[frame]; }
-double Clip::Duration() const { return data_->Duration; }
-int32_t Clip::Width() const { return data_->Decoder->width; }
-int32_t Clip::Height() const { return data_->Decoder->height; }
-
-bool Clip::Decode(size_t frame) {
-  Data& d = *data_;
-  if (frame >= d.Packets.size() || avcodec_send_packet(d.Decoder, d.Packets[frame]) < 0) return false;
+bool DecodedClip::Decode(size_t frame) {
+  if (frame >= Packets.size() || avcodec_send_packet(Decoder, Packets[frame]) < 0) return false;
   const size_t slot = frame % 2;
-  AVFrame* f = d.Frames[slot];
-  d.Have[slot] = false;
-  if (avcodec_receive_frame(d.Decoder, f) < 0) return false;
+  AVFrame* f = Frames[slot];
+  Have[slot] = false;
+  if (avcodec_receive_frame(Decoder, f) < 0) return false;
   // A frame whose size or format changed past what the scaler takes is not shown.
-  d.Have[slot] = f->width > 0 && f->height > 0 && f->width <= MaxSide && f->height <= MaxSide && f->format >= 0;
-  return d.Have[slot];
+  Have[slot] = f->width > 0 && f->height > 0 && f->width <= MaxSide && f->height <= MaxSide && f->format >= 0;
+  return Have[slot];
 }
 
-void Clip::Present(size_t frame, Surface& surface, int32_t x, int32_t y, int32_t width, int32_t height, int32_t clipLeft,
-                   int32_t clipTop, int32_t clipRight, int32_t clipBottom) {
-  Data& d = *data_;
+void DecodedClip::Present(size_t frame, Surface& surface, int32_t x, int32_t y, int32_t width, int32_t height,
+                          int32_t clipLeft, int32_t clipTop, int32_t clipRight, int32_t clipBottom) {
   const size_t slot = frame % 2;
-  const AVFrame* f = d.Frames[slot];
-  if (!d.Have[slot] || width <= 0 || height <= 0 || width > MaxSide || height > MaxSide) return;
+  const AVFrame* f = Frames[slot];
+  if (!Have[slot] || width <= 0 || height <= 0 || width > MaxSide || height > MaxSide) return;
   const int32_t left = std::max({x, clipLeft, 0});
   const int32_t top = std::max({y, clipTop, 0});
   const int32_t right = std::min({x + width, clipRight, surface.Width});
@@ -217,18 +214,18 @@ void Clip::Present(size_t frame, Surface& surface, int32_t x, int32_t y, int32_t
   if (source == AV_PIX_FMT_YUVJ420P) source = AV_PIX_FMT_YUV420P;
   if (source == AV_PIX_FMT_YUVJ422P) source = AV_PIX_FMT_YUV422P;
   if (source == AV_PIX_FMT_YUVJ444P) source = AV_PIX_FMT_YUV444P;
-  SwsContext* before = d.Scaler;
-  d.Scaler = sws_getCachedContext(d.Scaler, f->width, f->height, source, width, height, format,
-                                  SWS_FAST_BILINEAR, nullptr, nullptr, nullptr);
-  if (d.Scaler == nullptr) return;
-  if (d.Scaler != before || fullRange != d.FullRange) {
-    d.FullRange = fullRange;
+  SwsContext* before = Scaler;
+  Scaler = sws_getCachedContext(Scaler, f->width, f->height, source, width, height, format, SWS_FAST_BILINEAR,
+                                nullptr, nullptr, nullptr);
+  if (Scaler == nullptr) return;
+  if (Scaler != before || fullRange != FullRange) {
+    FullRange = fullRange;
     int* table = nullptr;
     int* tableOut = nullptr;
     int rangeIn = 0, rangeOut = 0, brightness = 0, contrast = 0, saturation = 0;
-    if (sws_getColorspaceDetails(d.Scaler, &table, &rangeIn, &tableOut, &rangeOut, &brightness, &contrast,
+    if (sws_getColorspaceDetails(Scaler, &table, &rangeIn, &tableOut, &rangeOut, &brightness, &contrast,
                                  &saturation) >= 0)
-      sws_setColorspaceDetails(d.Scaler, table, fullRange ? 1 : 0, tableOut, rangeOut, brightness, contrast, saturation);
+      sws_setColorspaceDetails(Scaler, table, fullRange ? 1 : 0, tableOut, rangeOut, brightness, contrast, saturation);
   }
   const int bytes = surface.BytesPerPixel();
   // A window wholly on the screen in a depth the scaler writes: straight into the frame buffer.
@@ -236,20 +233,20 @@ void Clip::Present(size_t frame, Surface& surface, int32_t x, int32_t y, int32_t
     uint8_t* planes[4] = {surface.Row(y) + static_cast<size_t>(x) * static_cast<size_t>(bytes), nullptr, nullptr,
                           nullptr};
     const int strides[4] = {surface.Pitch, 0, 0, 0};
-    sws_scale(d.Scaler, f->data, f->linesize, 0, f->height, planes, strides);
+    sws_scale(Scaler, f->data, f->linesize, 0, f->height, planes, strides);
     if (surface.Bits == 32)
       for (int32_t row = top; row < bottom; ++row) ClearUnusedBytes(surface.Row(row) + static_cast<size_t>(left) * 4, width);
     return;
   }
   const int pixel = surface.Bits == 32 ? 4 : surface.Bits == 16 ? 2 : 3;
   const int stride = width * pixel;
-  d.Scaled.resize(static_cast<size_t>(stride) * static_cast<size_t>(height));
-  uint8_t* planes[4] = {d.Scaled.data(), nullptr, nullptr, nullptr};
+  Scaled.resize(static_cast<size_t>(stride) * static_cast<size_t>(height));
+  uint8_t* planes[4] = {Scaled.data(), nullptr, nullptr, nullptr};
   const int strides[4] = {stride, 0, 0, 0};
-  sws_scale(d.Scaler, f->data, f->linesize, 0, f->height, planes, strides);
+  sws_scale(Scaler, f->data, f->linesize, 0, f->height, planes, strides);
 
-  if (surface.Bits == 8 && (d.Nearest.empty() || std::memcmp(d.MappedPalette.data(), surface.Palette.data(), sizeof d.MappedPalette) != 0)) {
-    d.Nearest.assign(32768, 0);
+  if (surface.Bits == 8 && (Nearest.empty() || std::memcmp(MappedPalette.data(), surface.Palette.data(), sizeof MappedPalette) != 0)) {
+    Nearest.assign(32768, 0);
     for (uint32_t colour = 0; colour < 32768; ++colour) {
       const int r = static_cast<int>((colour >> 10) & 31) * 255 / 31;
       const int g = static_cast<int>((colour >> 5) & 31) * 255 / 31;
@@ -261,19 +258,19 @@ void Clip::Present(size_t frame, Surface& surface, int32_t x, int32_t y, int32_t
         const int distance = (e.Red - r) * (e.Red - r) + (e.Green - g) * (e.Green - g) + (e.Blue - b) * (e.Blue - b);
         if (distance < bestDistance) bestDistance = distance, best = i;
       }
-      d.Nearest[colour] = static_cast<uint8_t>(best);
+      Nearest[colour] = static_cast<uint8_t>(best);
     }
-    d.MappedPalette = surface.Palette;
+    MappedPalette = surface.Palette;
   }
 
   for (int32_t row = top; row < bottom; ++row) {
-    const uint8_t* from = d.Scaled.data() + static_cast<size_t>(row - y) * static_cast<size_t>(stride) +
+    const uint8_t* from = Scaled.data() + static_cast<size_t>(row - y) * static_cast<size_t>(stride) +
                           static_cast<size_t>(left - x) * static_cast<size_t>(pixel);
     uint8_t* to = surface.Row(row) + static_cast<size_t>(left) * static_cast<size_t>(bytes);
     const auto count = static_cast<size_t>(right - left);
     if (surface.Bits == 8) {
       for (size_t i = 0; i < count; ++i, from += 3)
-        to[i] = d.Nearest[static_cast<size_t>((from[2] >> 3) << 10 | (from[1] >> 3) << 5 | from[0] >> 3)];
+        to[i] = Nearest[static_cast<size_t>((from[2] >> 3) << 10 | (from[1] >> 3) << 5 | from[0] >> 3)];
     } else if (surface.Bits == 32) {
       std::memcpy(to, from, count * 4);
       ClearUnusedBytes(to, static_cast<int32_t>(count));
@@ -285,3 +282,9 @@ void Clip::Present(size_t frame, Surface& surface, int32_t x, int32_t y, int32_t
 
 }  // namespace sim
 }  // namespace platform
+
+// The module's one entry point; the name is OpenClipSymbol.
+extern "C" __attribute__((visibility("default"))) platform::HResult RasterScanOpenClip(
+    std::vector<uint8_t>& bytes, std::unique_ptr<platform::sim::Clip>& out) {
+  return platform::sim::Clip::Open(std::move(bytes), out);
+}

@@ -99,7 +99,7 @@ class Graph final : public GraphBuilder, public MediaControl, public MediaPositi
       if (Failed(CreateVideoRenderer(&own))) return VfwECannotRender;
       renderer_ = static_cast<Renderer*>(own);
     }
-    return sim::Clip::Open(std::move(bytes), clip_);
+    return sim::OpenClip(std::move(bytes), clip_);
   }
 
   HResult Run() override {

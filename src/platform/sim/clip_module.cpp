@@ -1,0 +1,48 @@
+// The decoder module is opened at the first clip the graph renders, not at start: FFmpeg's libraries
+// bring most of the shared libraries the program would otherwise load for every run.
+#include <dlfcn.h>
+
+#include <cstdio>
+#include <mutex>
+#include <string>
+
+#include "platform/sim/clip.h"
+#include "platform/system.h"
+
+namespace platform {
+namespace sim {
+namespace {
+
+// Beside the program, wherever it was started from.
+std::string ModulePath() {
+  std::string path = GetModulePathName();
+  path.erase(path.find_last_of('/') + 1);
+  return path + RASTERSCAN_CLIP_MODULE;
+}
+
+OpenClipFunction* LoadDecoder() {
+  const std::string path = ModulePath();
+  void* module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (module == nullptr) {
+    std::fprintf(stderr, "playback: no clip decoder: %s\n", dlerror());
+    return nullptr;
+  }
+  auto* open = reinterpret_cast<OpenClipFunction*>(dlsym(module, OpenClipSymbol));
+  if (open == nullptr) std::fprintf(stderr, "playback: no clip decoder: %s has no %s\n", path.c_str(), OpenClipSymbol);
+  // The module stays for the life of the process: clips it made may still be held.
+  return open;
+}
+
+}  // namespace
+
+HResult OpenClip(std::vector<uint8_t> bytes, std::unique_ptr<Clip>& out) {
+  static std::once_flag loaded;
+  static OpenClipFunction* open = nullptr;
+  std::call_once(loaded, [] { open = LoadDecoder(); });
+  // As DirectShow answers a file whose format no installed decoder takes.
+  if (open == nullptr) return VfwECannotRender;
+  return open(bytes, out);
+}
+
+}  // namespace sim
+}  // namespace platform
