@@ -209,30 +209,43 @@ TEST_F(Prompts, APlainPromptStandsInTheMiddleWithItsButtonsInAColumn) {
 }
 
 TEST_F(Prompts, AnImagePromptFitsItsPictureAndScrollsOnlyWhatIsLargerThanTheView) {
-  // Small picture: window = picture + (50, 140), no bars, and the picture on the screen.
-  WriteBmp(File("small.bmp"), 100, 80);
+  // A picture that fits: window = picture + (50, 140), no bars, and the picture on the screen.
+  WriteBmp(File("small.bmp"), 520, 200);
   Operator("wait 50; answer ok");
   ASSERT_EQ(KestWindow::ImagePrompt(L"This picture.", L"Port", 0x1000, L"SMALL.BMP"), PromptOk);
   Snapshot s = Shot();
   ASSERT_TRUE(s.Taken);
-  EXPECT_EQ(s.Bounds.Right - s.Bounds.Left, 150);
-  EXPECT_EQ(s.Bounds.Bottom - s.Bounds.Top, 220);
-  EXPECT_EQ(s.Bounds.Left, 320 - 75);
+  EXPECT_EQ(s.Bounds.Right - s.Bounds.Left, 570);
+  EXPECT_EQ(s.Bounds.Bottom - s.Bounds.Top, 340);
+  EXPECT_EQ(s.Bounds.Left, 320 - 285);
   const Control* image = FindControl(s, 1008);
   ASSERT_NE(image, nullptr);
   EXPECT_EQ(image->Style, 0x5000000Eu);
   EXPECT_EQ(image->Place.Left, 10);
-  EXPECT_EQ(image->Place.Right - image->Place.Left, 150 - 40);
-  EXPECT_EQ(image->Place.Bottom - image->Place.Top, 220 - 130);
+  EXPECT_EQ(image->Place.Right - image->Place.Left, 570 - 40);
+  EXPECT_EQ(image->Place.Bottom - image->Place.Top, 340 - 130);
   for (const Control* bar : Bars(s)) EXPECT_FALSE(bar->Visible);
   const Control* text = FindControl(s, 1000);
   ASSERT_NE(text, nullptr);
-  EXPECT_EQ(text->Place.Top, 220 - 90);
+  EXPECT_EQ(text->Place.Top, 340 - 90);
   EXPECT_EQ(text->Place.Bottom - text->Place.Top, 60);
   // The minimum tracking size, and the maximum the screen.
   EXPECT_EQ(s.Limits.MinTrackSize.X, 540);
   EXPECT_EQ(s.Limits.MinTrackSize.Y, 300);
   EXPECT_EQ(s.Limits.MaxTrackSize.X, 640);
+
+  // A tiny picture asks for 150 by 220; the sizable frame is made no smaller than its minimum
+  // tracking size, as user32 makes it, and the picture stays in the upper left corner.
+  WriteBmp(File("tiny.bmp"), 100, 80);
+  Shot() = Snapshot{};
+  Operator("wait 50; answer ok");
+  ASSERT_EQ(KestWindow::ImagePrompt(L"This picture.", L"Port", 0, L"tiny.bmp"), PromptOk);
+  s = Shot();
+  ASSERT_TRUE(s.Taken);
+  EXPECT_EQ(s.Bounds.Left, 320 - 75);
+  EXPECT_EQ(s.Bounds.Right - s.Bounds.Left, 540);
+  EXPECT_EQ(s.Bounds.Bottom - s.Bounds.Top, 300);
+  for (const Control* bar : Bars(s)) EXPECT_FALSE(bar->Visible);
 
   // A picture larger than the screen: the window is the screen's size and both bars show.
   WriteBmp(File("large.bmp"), 2000, 1500);

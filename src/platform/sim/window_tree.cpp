@@ -4,6 +4,7 @@
 #include "platform/window.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -171,6 +172,24 @@ void MarkDestroying(Hwnd handle) {
   for (Hwnd c : w->Children) MarkDestroying(c);
 }
 
+// user32 asks a sizable or overlapped window for its tracking limits when it is made and when
+// SetWindowPos or MoveWindow size it (the default answer to WM_WINDOWPOSCHANGING), and keeps the
+// size within them; the minimum wins over the maximum.
+void KeepWithinTrackingSize(Hwnd handle, uint32_t style, int32_t& width, int32_t& height) {
+  if ((style & WsThickFrame) == 0 && (style & (WsPopup | WsChild)) != 0) return;
+  MinMaxInfo limits;
+  limits.MaxTrackSize = Point{INT32_MAX, INT32_MAX};
+  Send(handle, WmGetMinMaxInfo, 0, reinterpret_cast<LParam>(&limits));
+  width = std::max(std::min(width, limits.MaxTrackSize.X), limits.MinTrackSize.X);
+  height = std::max(std::min(height, limits.MaxTrackSize.Y), limits.MinTrackSize.Y);
+}
+
+uint32_t StyleOf(Hwnd handle) {
+  Guard hold(S().Lock);
+  Window* w = Find(handle);
+  return w ? w->Style : 0;
+}
+
 Hwnd CreateWindowCommon(uint32_t exStyle, const std::wstring* className, Atom atom, const std::wstring& title,
                         uint32_t style, int32_t x, int32_t y, int32_t width, int32_t height, Hwnd parent, HMenu menu,
                         HInstance instance, const void* createStruct) {
@@ -221,6 +240,15 @@ Hwnd CreateWindowCommon(uint32_t exStyle, const std::wstring* className, Atom at
     }
     S().Windows[handle] = std::move(w);
     if (!child) PlaceInZOrder(handle, true);
+  }
+  int32_t keptWidth = std::max(width, 0);
+  int32_t keptHeight = std::max(height, 0);
+  KeepWithinTrackingSize(handle, style, keptWidth, keptHeight);
+  if (keptWidth != width || keptHeight != height) {
+    Guard hold(S().Lock);
+    Window* made = Find(handle);
+    made->Bounds.Right = made->Bounds.Left + keptWidth;
+    made->Bounds.Bottom = made->Bounds.Top + keptHeight;
   }
   LParam cs = reinterpret_cast<LParam>(createStruct);
   if (Send(handle, WmNcCreate, 0, cs) == 0) {
@@ -449,6 +477,7 @@ bool ShowWindow(Hwnd window, int32_t command) {
 
 bool MoveWindow(Hwnd window, int32_t x, int32_t y, int32_t width, int32_t height, bool repaint) {
   if (!IsWindow(window)) return false;
+  KeepWithinTrackingSize(window, StyleOf(window), width, height);
   ApplyRect(window, Rect{x, y, x + width, y + height}, repaint);
   return true;
 }
@@ -486,10 +515,13 @@ bool SetWindowPos(Hwnd window, Hwnd insertAfter, int32_t x, int32_t y, int32_t w
     }
     next = w->Bounds;
     if ((flags & SwpNoMove) == 0) next = sim::Offset(next, x - next.Left, y - next.Top);
-    if ((flags & SwpNoSize) == 0) {
-      next.Right = next.Left + std::max(width, 0);
-      next.Bottom = next.Top + std::max(height, 0);
-    }
+  }
+  if ((flags & SwpNoSize) == 0) {
+    width = std::max(width, 0);
+    height = std::max(height, 0);
+    KeepWithinTrackingSize(window, StyleOf(window), width, height);
+    next.Right = next.Left + width;
+    next.Bottom = next.Top + height;
   }
   ApplyRect(window, next, (flags & 0x0008) == 0);  // SWP_NOREDRAW
   if ((flags & SwpHideWindow) != 0) {
