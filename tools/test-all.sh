@@ -91,6 +91,28 @@ fi
 echo "VideoMemoryTest under Wine: passed"
 rm -rf "$scratch"
 
+step "A blank read of the screen under Wine (64-bit build)"
+# Wine's DirectDraw hands out the primary surface's own memory at a lock, which GDI drawing never
+# reaches: primary-surface-read shows it with nothing of ours, and every screen sum is 0 there. A
+# calibration record of 0 must not let ModeTest pass.
+cmake --build build-win-x86_64 -j"$jobs" --target primary-surface-read
+xvfb-run -a -s "-screen 0 1024x768x24" wine "$top/build-win-x86_64/tests/primary-surface-read.exe" || true
+scratch=$(mktemp -d)
+cp "$top/messages/raster-scan.msg" "$scratch/"
+# Any controller, ModeTest, 32 bits, 1024x768, sum 0.
+printf '\xff\xff\xff\xff\x03\x40\0\0\x20\0\0\0\0\x04\0\0\0\x03\0\0\0\0\0\0\0\0\0\0\0\0\0\0' >"$scratch/ZR_VIDEO.DAT"
+status=0
+(cd "$scratch" && xvfb-run -a -s "-screen 0 1024x768x24" wine "$top/build-win-x86_64/raster-scan.exe" \
+  -subtest=ModeTest -interactive=false -Mode1024x768x32=true >protocol.txt 2>/dev/null) || status=$?
+tr -d '\r' <"$scratch/protocol.txt" >"$scratch/protocol.unix"
+if [ "$status" -ne 1 ] || ! grep -q '^LogMessage 8 20000 "The screen read back as all zeros in 1024x768x32' "$scratch/protocol.unix"; then
+  echo "ModeTest under Wine accepted a blank read (status $status):"
+  cat "$scratch/protocol.unix"
+  exit 1
+fi
+echo "ModeTest under Wine: the blank read refused"
+rm -rf "$scratch"
+
 step "Operator windows under Wine on an X screen (64-bit build)"
 # Each kind of prompt through the real user32, GDI and GDI+, answered by a thread of the test with
 # real keys and clicks. Without a window manager Wine waits two seconds at each window it takes

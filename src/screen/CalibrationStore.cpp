@@ -209,6 +209,15 @@ int32_t VerifyScreenChecksum(uint32_t testId, uint32_t checksum, bool calibrateN
   key.Checksum = checksum + 1;  // cannot match by accident
 
   const std::string mode = ModeText(width, height, bits);
+  // Every picture that is summed has colour, so a sum of 0 is a screen that read back as nothing
+  // but zeros (a lock that does not show the screen). Stored, it would let any blank read verify;
+  // compared, it proves nothing. Neither is done, and the picture counts as not verified.
+  if (checksum == 0) {
+    Kestout::LogMessage(CategoryServiceErrors, 20000,
+                        "The screen read back as all zeros in " + mode + ": its sum is neither stored nor compared");
+    ScreenResult = 0;
+    return ScreenResult;
+  }
   if ((Calibrating == 1 && testId != 0x4009) || (calibrateNow && (testId == 0x4009 || testId == 0x400A))) {
     Kestout::LogMessage(CategoryDebug, 206, mode);
     StoreCalibrationRecord(key, checksum);

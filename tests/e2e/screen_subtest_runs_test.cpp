@@ -273,4 +273,28 @@ TEST_F(ScreenSubtestRuns, AWrongKeyShowsThePromptOverTheCardAndTheRunGoesOnAfter
   stbi_image_free(card);
 }
 
+// A lock that hands out a buffer of the driver's own reads a blank screen whatever the card shows:
+// its sum of 0 is stored by no calibration and verifies against no record, not even one of 0.
+TEST_F(ScreenSubtestRuns, ABlankReadOfTheScreenIsNeitherStoredNorAccepted) {
+  const std::string machine = std::string(MACHINES_DIR) + "/display-lock-own-buffer.ini";
+  const std::string refusal = "LogMessage 8 20000 \"The screen read back as all zeros in ";
+  for (const char* subtest : {"ModeTest", "LineTest"}) {
+    const ProcessResult calibration = Run(subtest, {"-interactive=false", "-Calibrate=true"}, machine);
+    EXPECT_EQ(calibration.Status, 1) << calibration.Stdout;
+    EXPECT_NE(calibration.Stdout.find(refusal + "640x480x8: its sum is neither stored nor compared\" \"\"\n"),
+              std::string::npos)
+        << calibration.Stdout;
+    EXPECT_EQ(calibration.Stdout.find("LogMessage 14 206 "), std::string::npos);
+    EXPECT_EQ(FilesLeft().count("ZR_VIDEO.DAT"), 0u) << subtest;
+  }
+
+  Write("ZR_VIDEO.DAT", Record(0xFFFFFFFF, 0x4003, 1024, 768, 32, 0));
+  const ProcessResult field = Run("ModeTest", {"-interactive=false", "-Mode1024x768x32=true"}, machine);
+  EXPECT_EQ(field.Status, 1);
+  EXPECT_EQ(Count(field.Stdout, refusal + "1024x768x32: its sum is neither stored nor compared\" \"\"\n"), 2u)
+      << field.Stdout;  // and once more on the retry
+  EXPECT_EQ(field.Stdout.find("LogMessage 8 207 "), std::string::npos);
+  EXPECT_NE(field.Stdout.find("ReportFailure 990408\nEndOfTest\n"), std::string::npos) << field.Stdout;
+}
+
 }  // namespace

@@ -99,6 +99,14 @@ class SimSurface final : public DirectDrawSurface {
       return DdErrInvalidRect;
     if (Refuses(*state, sim::DdCallLock)) return DdErrGeneric;
     sim::Surface& frameBuffer = state->FrameBuffer;
+    if (state->Config.LockShowsOwnBuffer) {
+      state->OwnLockBuffer.resize(frameBuffer.Pixels.size());
+      Describe(desc);
+      desc.Flags |= DdsdLpSurface;
+      desc.Surface = state->OwnLockBuffer.data() + static_cast<size_t>(r.Top) * pitch_ + r.Left * (bits_ / 8);
+      locked_ = true;
+      return DdOk;
+    }
     sim::ForceFrameBufferFaults(frameBuffer);
     Describe(desc);
     desc.Flags |= DdsdLpSurface;
@@ -120,6 +128,7 @@ class SimSurface final : public DirectDrawSurface {
     // A refused unlock leaves the surface locked.
     if (state != nullptr && Refuses(*state, sim::DdCallUnlock)) return DdErrGeneric;
     locked_ = false;
+    if (state != nullptr && state->Config.LockShowsOwnBuffer) return DdOk;
     std::vector<uint8_t> before;
     before.swap(before_);
     // A frame buffer made anew since the lock had its pages let go with the old one.

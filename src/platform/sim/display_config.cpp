@@ -222,6 +222,7 @@ const std::map<std::string, AdapterReader>& AdapterSchema() {
        [](const std::string& v, AdapterConfig& a) { return ParseFrameBufferFaults(v, false, a.FrameBufferFaults); }},
       {"directdrawfails",
        [](const std::string& v, AdapterConfig& a) { return ParseDirectDrawCalls(v, a.FailingDirectDrawCalls); }},
+      {"lockshowsownbuffer", [](const std::string& v, AdapterConfig& a) { return ParseBool(v, a.LockShowsOwnBuffer); }},
   };
   return schema;
 }

@@ -61,6 +61,9 @@ struct AdapterConfig {
   bool DirectDrawAvailable = true;
   // DirectDrawCall bits: calls that fail on this device whenever they are made (a fault).
   uint32_t FailingDirectDrawCalls = 0;
+  // A lock of the primary surface hands out a buffer of the driver's own, zeros at first, that
+  // nothing drawn on the screen reaches and that never reaches the screen (a fault).
+  bool LockShowsOwnBuffer = false;
   // The mode at start (attached) and the stored one; a zero size stores nothing.
   ModeSize Current{1024, 768, 32};
   uint32_t CurrentRefresh = 0;  // 0: the mode's first rate

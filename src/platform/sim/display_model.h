@@ -41,6 +41,8 @@ struct AdapterState {
   uint32_t ModeGeneration = 0;
   // The DirectDraw object that holds exclusive mode on this adapter, 0 for none.
   uintptr_t ExclusiveOwner = 0;
+  // What a lock hands out on a device with a buffer of its own: as large as the frame buffer.
+  std::vector<uint8_t> OwnLockBuffer;
 
   bool IsPseudo() const { return Config.Kind != AdapterKind::Adapter; }
   bool OnDesktop() const { return Current.Attached && !IsPseudo(); }
