@@ -26,7 +26,7 @@ step "Fuzz targets, a bounded run each"
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DRASTERSCAN_TESTS=OFF \
   -DRASTERSCAN_FUZZ=ON >/dev/null
 cmake --build build-fuzz -j"$jobs" --target fuzz-targets make-media
-fuzz_seconds=${RASTERSCAN_FUZZ_SECONDS:-20}
+fuzz_seconds=${RASTERSCAN_FUZZ_SECONDS:-10}
 for target in build-fuzz/tests/fuzz/fuzz-*; do
   [ -f "$target" ] && [ -x "$target" ] || continue
   corpus=$(mktemp -d)
