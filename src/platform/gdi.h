@@ -288,6 +288,11 @@ HGdiObj LoadImageA(HInstance instance, const char* name, uint32_t type, int32_t 
                    uint32_t flags);
 int32_t GetDIBits(Hdc dc, HBitmap bitmap, uint32_t start, uint32_t lines, void* bits, BitmapInfo* info,
                   uint32_t usage);
+// Draws `lines` scan lines of a device-independent bitmap, from scan line `startScan` (counted from
+// the bottom of the picture); the number drawn. The sim takes 24 and 32-bit BI_RGB bitmaps whole.
+int32_t SetDIBitsToDevice(Hdc dc, int32_t x, int32_t y, uint32_t width, uint32_t height, int32_t sourceX,
+                          int32_t sourceY, uint32_t startScan, uint32_t lines, const void* bits,
+                          const BitmapInfo* info, uint32_t usage);
 
 // Palettes.
 HPalette CreatePalette(const LogPalette* palette);

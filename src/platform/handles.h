@@ -21,6 +21,7 @@ constexpr uint32_t ErrorAccessDenied = 5;
 constexpr uint32_t ErrorInvalidHandle = 6;
 constexpr uint32_t ErrorInvalidParameter = 87;
 constexpr uint32_t ErrorInsufficientBuffer = 122;
+constexpr uint32_t ErrorModNotFound = 126;
 constexpr uint32_t ErrorNoMoreItems = 259;
 constexpr uint32_t ErrorNoToken = 1008;
 constexpr uint32_t ErrorServiceAlreadyRunning = 1056;

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/sim/clip.h"
+#include "platform/sim/host_module.h"
 #include "platform/system.h"
 
 namespace platform {
@@ -22,9 +23,10 @@ std::string ModulePath() {
 
 OpenClipFunction* LoadDecoder() {
   const std::string path = ModulePath();
-  void* module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  std::string error;
+  void* module = OpenHostModule(path, error);
   if (module == nullptr) {
-    std::fprintf(stderr, "playback: no clip decoder: %s\n", dlerror());
+    std::fprintf(stderr, "playback: no clip decoder: %s\n", error.c_str());
     return nullptr;
   }
   auto* open = reinterpret_cast<OpenClipFunction*>(dlsym(module, OpenClipSymbol));

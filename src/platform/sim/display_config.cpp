@@ -19,15 +19,6 @@ bool operator==(const ModeSize& a, const ModeSize& b) {
 
 namespace {
 
-std::vector<std::string> SplitList(const std::string& text) {
-  std::vector<std::string> items;
-  std::istringstream in(text);
-  std::string item;
-  while (std::getline(in, item, ',')) items.push_back(Strip(item));
-  if (!text.empty() && text.back() == ',') items.push_back("");
-  return items;
-}
-
 // A decimal number below 2^31, optionally negative.
 bool ParseInt(const std::string& text, int32_t& out, bool allowNegative = false) {
   std::string digits = text;

@@ -391,6 +391,50 @@ bool BitBlt(Hdc destHandle, int32_t x, int32_t y, int32_t width, int32_t height,
   return true;
 }
 
+// A whole 24 or 32-bit picture, each pixel converted to the surface's format; an 8-bit surface
+// takes the nearest palette entry, remembered for runs of one colour.
+int32_t SetDIBitsToDevice(Hdc handle, int32_t x, int32_t y, uint32_t width, uint32_t height, int32_t sourceX,
+                          int32_t sourceY, uint32_t startScan, uint32_t lines, const void* bits,
+                          const BitmapInfo* info, uint32_t usage) {
+  std::lock_guard<std::mutex> lock(Lock());
+  Dc* dc = FindDc(handle);
+  Target t;
+  if (dc == nullptr || !ResolveTarget(*dc, t) || bits == nullptr || info == nullptr || usage != DibRgbColors)
+    return 0;
+  const BitmapInfoHeader& h = info->Header;
+  const int32_t dibHeight = h.Height < 0 ? -h.Height : h.Height;
+  if (h.Size < 40 || (h.BitCount != 24 && h.BitCount != 32) || h.Compression != BiRgb || h.Width <= 0 ||
+      startScan != 0 || lines != static_cast<uint32_t>(dibHeight))
+    return 0;
+  const size_t bytes = h.BitCount / 8u;
+  const size_t stride = (static_cast<size_t>(h.Width) * bytes + 3) & ~size_t{3};
+  Rect d{x + t.OriginX, y + t.OriginY, 0, 0};
+  d.Right = d.Left + static_cast<int32_t>(width);
+  d.Bottom = d.Top + static_cast<int32_t>(height);
+  d = sim::Intersect(d, t.Clip);
+  const auto* picture = static_cast<const uint8_t*>(bits);
+  uint32_t lastColor = 0xFFFFFFFF, lastPixel = 0;
+  for (int32_t row = d.Top; row < d.Bottom; ++row) {
+    const int32_t sy = row - (y + t.OriginY) + sourceY;
+    if (sy < 0 || sy >= dibHeight) continue;
+    const int32_t fileRow = h.Height < 0 ? sy : dibHeight - 1 - sy;
+    const uint8_t* in = picture + static_cast<size_t>(fileRow) * stride;
+    for (int32_t col = d.Left; col < d.Right; ++col) {
+      const int32_t sx = col - (x + t.OriginX) + sourceX;
+      if (sx < 0 || sx >= h.Width) continue;
+      const uint8_t* p = in + static_cast<size_t>(sx) * bytes;
+      const ColorRef color = Rgb(p[2], p[1], p[0]);
+      if (color != lastColor) {
+        lastColor = color;
+        lastPixel = sim::ColorToPixel(*t.Pixels, color);
+      }
+      WritePixel(*t.Pixels, col, row, lastPixel);
+    }
+  }
+  CoverTextRuns(*t.Pixels, d);
+  return dibHeight;
+}
+
 // Gives the bitmap's rows bottom-up (positive height) or top-down, as 8-bit with its colour table,
 // 16-bit 5-5-5 (BI_RGB) or 5-6-5 (BI_BITFIELDS), 24 or 32 bits. With no buffer and no bit count,
 // fills in the header: a 16-bit bitmap reports BI_BITFIELDS, as Windows does.

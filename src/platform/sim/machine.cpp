@@ -398,6 +398,24 @@ const std::map<std::string, std::map<std::string, KeyReader>>& Schema() {
             [](const std::string& v, Machine& m) { return ParseNumber(v, m.DecodeMilliseconds); }},
            {"renderer", [](const std::string& v, Machine& m) { return ParseBool(v, m.VideoRenderer); }},
        }},
+      {"direct3d",
+       {
+           {"runtime", [](const std::string& v, Machine& m) { return ParseBool(v, m.Direct3DRuntime); }},
+           {"fails",
+            [](const std::string& v, Machine& m) {
+              m.FailingDirect3DCalls = 0;
+              for (const std::string& call : SplitList(v)) {
+                const std::string w = Lower(call);
+                if (w == "createdevice") m.FailingDirect3DCalls |= D3dCallCreateDevice;
+                else if (w == "createtexture") m.FailingDirect3DCalls |= D3dCallCreateTexture;
+                else if (w == "present") m.FailingDirect3DCalls |= D3dCallPresent;
+                else return false;
+              }
+              return true;
+            }},
+           {"framescomplete",
+            [](const std::string& v, Machine& m) { return ParseBool(v, m.Direct3DFramesComplete); }},
+       }},
       {"bios",
        {
            {"boardidfrom",

@@ -105,6 +105,13 @@ struct Machine {
   // False: the video renderer cannot be created.
   bool VideoRenderer = true;
 
+  // Direct3D 9 on the primary display, which libraries that render in 3D draw through: whether the
+  // runtime is there, the Direct3DCall bits of the calls its driver refuses, and whether the
+  // driver ever finishes a frame (false: a hung one, whose scene never ends by itself).
+  bool Direct3DRuntime = true;
+  uint32_t FailingDirect3DCalls = 0;
+  bool Direct3DFramesComplete = true;
+
   BoardIdSource BoardIdFrom = BoardIdSource::None;
   uint16_t BoardId = 0;
 
@@ -117,6 +124,12 @@ struct Machine {
 
   // Display adapters, monitors and their modes.
   DisplayConfig Display = DefaultDisplayConfig();
+};
+
+enum Direct3DCall : uint32_t {
+  D3dCallCreateDevice = 0x1,
+  D3dCallCreateTexture = 0x2,
+  D3dCallPresent = 0x4,
 };
 
 // One INI document: section name (lowered) to key (lowered) to value, plus the line of each key

@@ -4,7 +4,9 @@
 #include <cctype>
 #include <cstdint>
 #include <cstdio>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace platform {
 namespace sim {
@@ -23,6 +25,16 @@ inline std::string Strip(const std::string& text) {
 }
 
 // true/yes/1 and false/no/0, in any case.
+// The items of a comma-separated list, stripped; a trailing comma gives an empty last item.
+inline std::vector<std::string> SplitList(const std::string& text) {
+  std::vector<std::string> items;
+  std::istringstream in(text);
+  std::string item;
+  while (std::getline(in, item, ',')) items.push_back(Strip(item));
+  if (!text.empty() && text.back() == ',') items.push_back("");
+  return items;
+}
+
 inline bool ParseBool(const std::string& value, bool& out) {
   const std::string word = Lower(value);
   if (word == "true" || word == "yes" || word == "1") out = true;

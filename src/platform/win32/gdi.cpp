@@ -110,6 +110,13 @@ HGdiObj LoadImageA(HInstance instance, const char* name, uint32_t type, int32_t 
                    uint32_t flags) {
   return H(::LoadImageA(reinterpret_cast<HINSTANCE>(instance), name, type, width, height, flags));
 }
+int32_t SetDIBitsToDevice(Hdc dc, int32_t x, int32_t y, uint32_t width, uint32_t height, int32_t sourceX,
+                          int32_t sourceY, uint32_t startScan, uint32_t lines, const void* bits,
+                          const BitmapInfo* info, uint32_t usage) {
+  return ::SetDIBitsToDevice(D(dc), x, y, width, height, sourceX, sourceY, startScan, lines, bits,
+                             reinterpret_cast<const BITMAPINFO*>(info), usage);
+}
+
 int32_t GetDIBits(Hdc dc, HBitmap bitmap, uint32_t start, uint32_t lines, void* bits, BitmapInfo* info,
                   uint32_t usage) {
   return ::GetDIBits(D(dc), reinterpret_cast<HBITMAP>(bitmap), start, lines, bits,
