@@ -24,7 +24,6 @@ inline std::string Strip(const std::string& text) {
   return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
-// true/yes/1 and false/no/0, in any case.
 // The items of a comma-separated list, stripped; a trailing comma gives an empty last item.
 inline std::vector<std::string> SplitList(const std::string& text) {
   std::vector<std::string> items;
@@ -35,6 +34,7 @@ inline std::vector<std::string> SplitList(const std::string& text) {
   return items;
 }
 
+// true/yes/1 and false/no/0, in any case.
 inline bool ParseBool(const std::string& value, bool& out) {
   const std::string word = Lower(value);
   if (word == "true" || word == "yes" || word == "1") out = true;
