@@ -1,11 +1,14 @@
 // The media kit: writes the pictures and the clip that the subtests expect beside the program.
 //   make-media <directory>
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <string>
 #include <vector>
 
 #include "media/Ball.h"
 #include "media/ClockClip.h"
+#include "media/RotateScreen.h"
 
 namespace {
 
@@ -24,11 +27,18 @@ int main(int argc, char** argv) {
     return 2;
   }
   const std::string directory = argv[1];
-  const std::string path = directory + "/ball.bmp";
-  if (!WriteFile(path, media::BallBitmapFile())) {
-    std::fprintf(stderr, "make-media: cannot write %s\n", path.c_str());
-    return 1;
-  }
+  // The retry prompt of RotationTest names media\rotate_screen.bmp.
+  mkdir((directory + "/media").c_str(), 0755);
+  const struct {
+    std::string Path;
+    std::vector<uint8_t> Bytes;
+  } pictures[] = {{directory + "/ball.bmp", media::BallBitmapFile()},
+                  {directory + "/media/rotate_screen.bmp", media::RotateScreenBitmapFile()}};
+  for (const auto& picture : pictures)
+    if (!WriteFile(picture.Path, picture.Bytes)) {
+      std::fprintf(stderr, "make-media: cannot write %s\n", picture.Path.c_str());
+      return 1;
+    }
   std::string error;
   if (!media::WriteClockClip(directory + "/clock.avi", error)) {
     std::fprintf(stderr, "make-media: %s\n", error.c_str());
