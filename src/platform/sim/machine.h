@@ -68,15 +68,16 @@ struct MemoryFault {
 };
 
 // Something that happens from outside: when the driver maps a block for the given time, or, with
-// AtMap 0, once the program has run AtTime milliseconds and waits for a window message. The world
-// (world.h) sets them off and keeps which have happened.
+// AtMap 0, once the program has run AtTime milliseconds and waits for a window message, or right
+// after the AtPolicyWrite-th write of the power policy. The world (world.h) sets them off and
+// keeps which have happened.
 struct MapEvent {
   enum class Kind { KillFile, ConsoleBreak };
   Kind Action = Kind::KillFile;
   uint32_t AtMap = 1;
   uint32_t AtTime = 0;
-  uint32_t AtPolicyWrite = 0;  // not 0: right after that write of the power policy instead
-  std::string Path;            // KillFile: a Windows path
+  uint32_t AtPolicyWrite = 0;
+  std::string Path;  // KillFile: a Windows path
 };
 
 // The operating system's power policy on mains power, and the monitor's power saving.
