@@ -1,6 +1,8 @@
 // The media kit: writes the pictures and the clip that the subtests expect beside the program,
 // and puts the rendering library and its helpers (built beside the kit) there too.
 //   make-media <directory>
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <string>
 #include <utility>
@@ -8,6 +10,7 @@
 
 #include "media/Ball.h"
 #include "media/ClockClip.h"
+#include "media/RotateScreen.h"
 #include "media/ScenePictures.h"
 
 namespace {
@@ -38,10 +41,14 @@ int main(int argc, char** argv) {
     return 2;
   }
   const std::string directory = argv[1];
-  const std::pair<const char*, std::vector<uint8_t>> pictures[] = {{"ball.bmp", media::BallBitmapFile()},
-                                                                   {"COIN.BMP", media::CoinBitmapFile()},
-                                                                   {"BW.BMP", media::FloorBitmapFile()},
-                                                                   {"BLOCKS.BMP", media::BlocksBitmapFile()}};
+  // The retry prompt of RotationTest names media\rotate_screen.bmp.
+  mkdir((directory + "/media").c_str(), 0755);
+  const std::pair<const char*, std::vector<uint8_t>> pictures[] = {
+      {"ball.bmp", media::BallBitmapFile()},
+      {"COIN.BMP", media::CoinBitmapFile()},
+      {"BW.BMP", media::FloorBitmapFile()},
+      {"BLOCKS.BMP", media::BlocksBitmapFile()},
+      {"media/rotate_screen.bmp", media::RotateScreenBitmapFile()}};
   for (const auto& [name, bytes] : pictures) {
     const std::string path = directory + "/" + name;
     if (!WriteFile(path, bytes)) {

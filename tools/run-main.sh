@@ -6,8 +6,9 @@
 # scene of the rendering library d3dim9.dll the same way. Then the video memory tests: through
 # DirectDraw (VideoMemoryTest, with a screenshot of the random bytes and of each pattern it puts on
 # the screen) and by direct hardware access; between them GPUTest plays clock.avi at double speed in the
-# console window and judges the frame rate (a screenshot of its last frame). Further arguments go to
-# every run, e.g. -debug=true.
+# console window and judges the frame rate (a screenshot of its last frame), and the scripted
+# operator turns the screen for RotationTest and says whether it went dark for
+# VideoPowerManagementTest. Further arguments go to every run, e.g. -debug=true.
 #   bash tools/run-main.sh [arguments...]
 # RASTERSCAN_MACHINE=<file> verifies on another machine, e.g. machines/display-stuck-pixel.ini.
 set -euo pipefail
@@ -62,6 +63,11 @@ run verify-PaletteTest -subtest=PaletteTest -interactive=false "$@"
 run verify-DX93DRenderingTest -subtest=DX93DRenderingTest -interactive=false "$@"
 run VideoMemoryTest -subtest=VideoMemoryTest "$@"
 run GPUTest -subtest=GPUTest "$@"
+# With the scripted operator: one who turns the screen four times while the countdown is up (a
+# turn takes a second and a half, so the screenshots show the seconds going down), and
+# one who says whether the screen went dark when the display time-out was 2 seconds.
+RASTERSCAN_OPERATOR='wait 1500; rotate; wait 1500; rotate; wait 1500; rotate; wait 1500; rotate' run RotationTest -subtest=RotationTest "$@"
+RASTERSCAN_OPERATOR='answer ok; say-if-blank' run VideoPowerManagementTest -subtest=VideoPowerManagementTest "$@"
 unset RASTERSCAN_SCREENSHOTS
 run ExtendedVideoMemoryTest -subtest=ExtendedVideoMemoryTest "$@"
 

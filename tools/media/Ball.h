@@ -8,13 +8,11 @@
 #include <cstdint>
 #include <vector>
 
+#include "Bitmap24.h"
+
 namespace media {
 
 constexpr int32_t BallSize = 64;
-
-struct Rgb24 {
-  uint8_t Red, Green, Blue;
-};
 
 // The pixel at (x, y), y counted from the top.
 inline Rgb24 BallPixel(int32_t x, int32_t y) {
@@ -40,40 +38,6 @@ inline Rgb24 BallPixel(int32_t x, int32_t y) {
   return Rgb24{channel(225.0), channel(36.0), channel(48.0)};
 }
 
-// The whole file: BITMAPFILEHEADER, BITMAPINFOHEADER, then the rows bottom up in blue, green, red.
-inline std::vector<uint8_t> BallBitmapFile() {
-  const uint32_t rowBytes = BallSize * 3;  // a multiple of 4: no padding
-  const uint32_t pixelBytes = rowBytes * BallSize;
-  const uint32_t offset = 14 + 40;
-  std::vector<uint8_t> file;
-  file.reserve(offset + pixelBytes);
-  const auto put = [&file](uint32_t value, int bytes) {
-    for (int i = 0; i < bytes; ++i) file.push_back(static_cast<uint8_t>(value >> (8 * i)));
-  };
-  file.push_back('B');
-  file.push_back('M');
-  put(offset + pixelBytes, 4);
-  put(0, 4);
-  put(offset, 4);
-  put(40, 4);
-  put(BallSize, 4);
-  put(BallSize, 4);
-  put(1, 2);
-  put(24, 2);
-  put(0, 4);  // BI_RGB
-  put(pixelBytes, 4);
-  put(2835, 4);  // 72 dots per inch
-  put(2835, 4);
-  put(0, 4);
-  put(0, 4);
-  for (int32_t y = BallSize - 1; y >= 0; --y)
-    for (int32_t x = 0; x < BallSize; ++x) {
-      const Rgb24 p = BallPixel(x, y);
-      file.push_back(p.Blue);
-      file.push_back(p.Green);
-      file.push_back(p.Red);
-    }
-  return file;
-}
+inline std::vector<uint8_t> BallBitmapFile() { return Bitmap24File(BallSize, BallSize, BallPixel); }
 
 }  // namespace media

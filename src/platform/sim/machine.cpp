@@ -262,6 +262,20 @@ bool ParseEvent(const std::string& key, const std::string& value, MapEvent& e) {
     e.Path = w[1];
     return true;
   }
+  if (KeyOfKind(key, "killfileatpolicywrite")) {
+    // <write count> <Windows path>
+    if (w.size() != 2 || !ParseNumber(w[0], e.AtPolicyWrite) || e.AtPolicyWrite == 0) return false;
+    e.AtMap = 0;
+    e.Action = MapEvent::Kind::KillFile;
+    e.Path = w[1];
+    return true;
+  }
+  if (KeyOfKind(key, "consolebreakatpolicywrite")) {
+    if (w.size() != 1 || !ParseNumber(w[0], e.AtPolicyWrite) || e.AtPolicyWrite == 0) return false;
+    e.AtMap = 0;
+    e.Action = MapEvent::Kind::ConsoleBreak;
+    return true;
+  }
   return false;
 }
 
@@ -271,7 +285,8 @@ bool IsKnownFaultKey(const std::string& key) {
 }
 
 bool IsKnownEventKey(const std::string& key) {
-  return KeyOfKind(key, "killfileatmap") || KeyOfKind(key, "consolebreakatmap") || KeyOfKind(key, "killfileattime");
+  return KeyOfKind(key, "killfileatmap") || KeyOfKind(key, "consolebreakatmap") || KeyOfKind(key, "killfileattime") ||
+         KeyOfKind(key, "killfileatpolicywrite") || KeyOfKind(key, "consolebreakatpolicywrite");
 }
 
 const PciBar* MemoryBarAt(const Machine& m, uint32_t address) {
@@ -428,6 +443,38 @@ const std::map<std::string, std::map<std::string, KeyReader>>& Schema() {
               return true;
             }},
            {"boardid", [](const std::string& v, Machine& m) { return ParseLimited(v, 0x7FFF, m.BoardId); }},
+       }},
+      {"power",
+       {
+           {"videotimeout", [](const std::string& v, Machine& m) { return ParseUInt32(v, m.Power.VideoTimeout); }},
+           {"policyfails",
+            [](const std::string& v, Machine& m) {
+              std::string w = Lower(v);
+              if (w == "none") m.Power.Fails = PowerSettings::Failing::None;
+              else if (w == "read") m.Power.Fails = PowerSettings::Failing::Read;
+              else if (w == "write") m.Power.Fails = PowerSettings::Failing::Write;
+              else return false;
+              return true;
+            }},
+           {"monitorblanks", [](const std::string& v, Machine& m) { return ParseBool(v, m.Power.MonitorBlanks); }},
+           {"policyfile",
+            [](const std::string& v, Machine& m) {
+              m.Power.PolicyFile = v;
+              return !v.empty();
+            }},
+       }},
+      {"rotation",
+       {
+           {"turn",
+            [](const std::string& v, Machine& m) {
+              std::string w = Lower(v);
+              if (w == "swap") m.Rotation.Turn = RotationSettings::Kind::Swap;
+              else if (w == "none") m.Rotation.Turn = RotationSettings::Kind::None;
+              else if (w == "depth") m.Rotation.Turn = RotationSettings::Kind::Depth;
+              else if (ParseModeSize(w, m.Rotation.Portrait)) m.Rotation.Turn = RotationSettings::Kind::Mode;
+              else return false;
+              return true;
+            }},
        }},
   };
   return schema;
@@ -592,6 +639,8 @@ bool LoadMachine(std::string& error) {
   // A relative drive root is taken from the machine file's folder, so that a test can keep a
   // whole simulated drive beside its machine file.
   if (!folder.empty() && machine.DriveRoot[0] != '/') machine.DriveRoot = folder + "/" + machine.DriveRoot;
+  if (!folder.empty() && !machine.Power.PolicyFile.empty() && machine.Power.PolicyFile[0] != '/')
+    machine.Power.PolicyFile = folder + "/" + machine.Power.PolicyFile;
   if (!settings.Clock.empty()) {
     const std::string mode = Lower(settings.Clock);
     if (mode == "virtual") machine.VirtualClock = true;

@@ -68,14 +68,32 @@ struct MemoryFault {
 };
 
 // Something that happens from outside: when the driver maps a block for the given time, or, with
-// AtMap 0, once the program has run AtTime milliseconds and waits for a window message. The world
-// (world.h) sets them off and keeps which have happened.
+// AtMap 0, once the program has run AtTime milliseconds and waits for a window message, or right
+// after the AtPolicyWrite-th write of the power policy. The world (world.h) sets them off and
+// keeps which have happened.
 struct MapEvent {
   enum class Kind { KillFile, ConsoleBreak };
   Kind Action = Kind::KillFile;
   uint32_t AtMap = 1;
   uint32_t AtTime = 0;
+  uint32_t AtPolicyWrite = 0;
   std::string Path;  // KillFile: a Windows path
+};
+
+// The operating system's power policy on mains power, and the monitor's power saving.
+struct PowerSettings {
+  enum class Failing { None, Read, Write };
+  uint32_t VideoTimeout = 600;  // seconds of idle input before the display goes dark; 0: never
+  Failing Fails = Failing::None;
+  bool MonitorBlanks = true;    // false: a monitor that never goes dark
+  std::string PolicyFile;       // host file that keeps the policy across runs; empty: none
+};
+
+// What the operator's turn of the screen does to the primary display's mode.
+struct RotationSettings {
+  enum class Kind { Swap, None, Depth, Mode };
+  Kind Turn = Kind::Swap;
+  ModeSize Portrait;  // Kind::Mode: the mode a turn from landscape sets
 };
 
 enum class BoardIdSource { None, Eisa, Int15 };
@@ -118,6 +136,9 @@ struct Machine {
   std::vector<PciDevice> PciDevices;  // in bus, device, function order
   std::vector<MemoryFault> Faults;
   std::vector<MapEvent> Events;
+
+  PowerSettings Power = PowerSettings();
+  RotationSettings Rotation;
 
   // What the person at the machine does, steps separated by ';'.
   std::string OperatorScript;

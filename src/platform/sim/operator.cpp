@@ -13,6 +13,9 @@
 #include "platform/gdi.h"
 #include "platform/sim/display_model.h"
 #include "platform/sim/gdi_sim.h"
+#include "platform/sim/machine.h"
+#include "platform/sim/power_sim.h"
+#include "platform/sim/screenshot.h"
 #include "platform/sim/window_sim.h"
 #include "platform/window.h"
 #include "platform/sim/text_util.h"
@@ -22,7 +25,7 @@ namespace sim {
 
 namespace {
 
-enum class Kind { Digit, Digits, KeypadDigit, WrongDigit, Key, Type, TypeSlowly, Answer, Close, Rotate, Nothing, Wait, GiveUp };
+enum class Kind { Digit, Digits, KeypadDigit, WrongDigit, Key, Type, TypeSlowly, Answer, SayIfBlank, Close, Rotate, Nothing, Wait, GiveUp };
 
 struct Step {
   Kind What = Kind::Nothing;
@@ -52,6 +55,9 @@ struct Person {
   int Breaks = 0;
   std::chrono::steady_clock::time_point FirstBreak;
   std::function<bool()> Rotate;
+  bool Turned = false;  // a turn to the machine's portrait mode is to be undone by the next
+  ModeSize TurnedFrom;
+  uint32_t DarkeningsSeen = 0;  // how often the monitor had gone dark at the last step done
 };
 
 Person& P() {
@@ -141,7 +147,8 @@ bool ParseScript(const std::string& script, std::deque<Step>& steps, std::string
       step.What = Kind::Answer;
       step.Text = rest;
       ok = !rest.empty();
-    } else if (word == "close") step.What = Kind::Close;
+    } else if (word == "say-if-blank") step.What = Kind::SayIfBlank;
+    else if (word == "close") step.What = Kind::Close;
     else if (word == "rotate") step.What = Kind::Rotate;
     else if (word == "nothing") step.What = Kind::Nothing;
     else if (word == "wait") {
@@ -175,6 +182,8 @@ void Start(std::deque<Step> steps) {
   p.Typed = 0;
   p.GaveUp = false;
   p.Breaks = 0;
+  p.Turned = false;
+  p.DarkeningsSeen = MonitorDarkenings();
 }
 
 void Tap(uint32_t key) {
@@ -226,12 +235,33 @@ Hwnd FindButton(Hwnd window, const std::wstring& wanted) {
   return 0;
 }
 
+// A quarter turn of the primary display as the machine's pivot takes it; false when nothing turns.
 bool DefaultRotate() {
   DisplayModel& model = DisplayModel::Get();
   AdapterState& primary = model.Primary();
   if (!primary.OnDesktop()) return false;
+  const RotationSettings& rotation = CurrentMachine().Rotation;
+  Person& p = P();
   DisplaySettings next = primary.Current;
-  std::swap(next.Mode.Width, next.Mode.Height);
+  switch (rotation.Turn) {
+    case RotationSettings::Kind::None:
+      return false;
+    case RotationSettings::Kind::Swap:
+      std::swap(next.Mode.Width, next.Mode.Height);
+      break;
+    case RotationSettings::Kind::Depth:
+      next.Mode.Bits = next.Mode.Bits == 16 ? 32 : 16;
+      break;
+    case RotationSettings::Kind::Mode:
+      if (p.Turned) {
+        next.Mode = p.TurnedFrom;
+      } else {
+        p.TurnedFrom = next.Mode;
+        next.Mode = rotation.Portrait;
+      }
+      p.Turned = !p.Turned;
+      break;
+  }
   model.Apply(primary, next);
   return true;
 }
@@ -267,6 +297,8 @@ bool TryStep(Step& step, Hwnd front, uint32_t now, uint32_t& wakeAt, bool& done)
       return false;
     case Kind::Rotate: {
       done = true;
+      // The screen as the person saw it before the turn: a countdown shows its seconds left.
+      SaveScreenshot(L"before turning");
       std::function<bool()> rotate = p.Rotate ? p.Rotate : DefaultRotate;
       if (!rotate()) Complain("the screen does not turn");
       return true;
@@ -322,6 +354,16 @@ bool TryStep(Step& step, Hwnd front, uint32_t now, uint32_t& wakeAt, bool& done)
       PostMessageA(button, WmLButtonUp, 0, 0);
       break;
     }
+    case Kind::SayIfBlank: {
+      // What the person saw: whether the screen went dark since the step before.
+      Hwnd yes = FindButton(front, L"yes");
+      Hwnd no = FindButton(front, L"no");
+      if (yes == 0 || no == 0) return false;
+      Hwnd button = MonitorDarkenings() != p.DarkeningsSeen ? yes : no;
+      PostMessageA(button, WmLButtonDown, 1, 0);
+      PostMessageA(button, WmLButtonUp, 0, 0);
+      break;
+    }
     case Kind::Close:
       PostMessageA(front, WmClose, 0, 0);
       break;
@@ -370,6 +412,7 @@ bool OperatorAct(uint32_t now, uint32_t& wakeAt) {
     bool done = false;
     const bool acted = TryStep(p.Steps.front(), front, now, wakeAt, done);
     if (done) {
+      p.DarkeningsSeen = MonitorDarkenings();
       p.Steps.pop_front();
       p.IdleSince = now;
       p.Breaks = 0;

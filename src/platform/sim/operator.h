@@ -14,8 +14,10 @@
 //   type-slowly <ms> <text>  the same, one key every <ms> milliseconds
 //   answer <button>  click the button of the front window whose label reads <button> ("Yes",
 //                    "OK"...), the '&' of the label ignored
+//   say-if-blank     answer the front window's Yes/No question by what the person saw: Yes when
+//                    the monitor went dark since the step before, No when it did not
 //   close            close the front window
-//   rotate           turn the screen a quarter turn
+//   rotate           turn the screen a quarter turn, as the machine's [Rotation] Turn takes it
 //   nothing          do nothing while the present front window is up
 //   wait <ms>        let that much time pass first
 //   give-up <ms>     how long the operator waits with nothing to do before giving up
@@ -40,7 +42,7 @@ bool SetOperatorScript(const std::string& script, std::string& error);
 // lowered to the tick at which it wants to be asked again.
 bool OperatorAct(uint32_t now, uint32_t& wakeAt);
 
-// How the operator turns the screen; the default swaps the primary display's width and height.
+// How the operator turns the screen; the default does what the machine's [Rotation] says.
 void SetRotateAction(std::function<bool()> rotate);
 
 // The steps left and whether the operator has given up (tests).

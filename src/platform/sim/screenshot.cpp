@@ -10,6 +10,7 @@
 
 #include "platform/sim/display_model.h"
 #include "platform/sim/environment.h"
+#include "platform/sim/power_sim.h"
 #include "platform/sim/window_sim.h"
 
 #pragma GCC diagnostic push
@@ -138,7 +139,17 @@ void SaveScreenshot(const std::wstring& title) {
   std::snprintf(number, sizeof number, "%04ld", shots.Next++);
   const std::string path = shots.Folder + "/" + number + "-" + FileSafe(title) + ".png";
   ForceFrameBufferFaults(ScreenSurface());
-  if (!WriteSurfacePng(ScreenSurface(), path)) std::fprintf(stderr, "screenshot: cannot write %s\n", path.c_str());
+  const Surface& screen = ScreenSurface();
+  bool written = false;
+  if (MonitorDark()) {
+    // A monitor in power saving shows nothing of the frame buffer.
+    const std::vector<uint8_t> black(static_cast<size_t>(screen.Width) * static_cast<size_t>(screen.Height) * 3, 0);
+    written = screen.Width > 0 && screen.Height > 0 &&
+              stbi_write_png(path.c_str(), screen.Width, screen.Height, 3, black.data(), screen.Width * 3) != 0;
+  } else {
+    written = WriteSurfacePng(screen, path);
+  }
+  if (!written) std::fprintf(stderr, "screenshot: cannot write %s\n", path.c_str());
 }
 
 }  // namespace sim

@@ -12,6 +12,7 @@
 #include "platform/sim/gdi_sim.h"
 #include "platform/sim/machine.h"
 #include "platform/sim/operator.h"
+#include "platform/sim/power_sim.h"
 #include "platform/sim/screenshot.h"
 #include "platform/sim/window_sim.h"
 #include "platform/window.h"
@@ -81,7 +82,7 @@ void Happen(const MapEvent& event) {
 bool TimedEventsAct(uint32_t now, uint32_t& wakeAt) {
   const uint32_t start = CurrentMachine().StartTick;
   const std::vector<const MapEvent*> due = TakeDue([&](const MapEvent& event) {
-    if (event.AtMap != 0) return false;
+    if (event.AtMap != 0 || event.AtPolicyWrite != 0) return false;
     const uint32_t at = start + event.AtTime;
     if (static_cast<int32_t>(now - at) >= 0) return true;
     if (static_cast<int32_t>(at - wakeAt) < 0) wakeAt = at;
@@ -95,11 +96,19 @@ bool TimedEventsAct(uint32_t now, uint32_t& wakeAt) {
 
 bool WorldTurn(uint32_t now, uint32_t& wakeAt) {
   if (TimedEventsAct(now, wakeAt)) return true;
-  return OperatorAct(now, wakeAt);
+  UpdateMonitor(now);
+  if (!OperatorAct(now, wakeAt)) return false;
+  // The operator's keys and clicks are the machine's input: they wake the monitor.
+  InputSeen(now);
+  return true;
 }
 
 void BlockMapped(uint32_t count) {
   for (const MapEvent* event : TakeDue([&](const MapEvent& e) { return e.AtMap == count; })) Happen(*event);
+}
+
+void PolicyWritten(uint32_t count) {
+  for (const MapEvent* event : TakeDue([&](const MapEvent& e) { return e.AtPolicyWrite == count; })) Happen(*event);
 }
 
 void WindowsInUse() {

@@ -18,6 +18,10 @@ bool WorldTurn(uint32_t now, uint32_t& wakeAt);
 // The driver has mapped its `count`-th block (from 1): the events set for that count happen.
 void BlockMapped(uint32_t count);
 
+// The power policy has been written for the `count`-th time (from 1): the events set for that
+// write happen.
+void PolicyWritten(uint32_t count);
+
 // A window is about to be made: from the first one on, a display change repaints the windows and
 // reaches them as WM_DISPLAYCHANGE.
 void WindowsInUse();

@@ -1,0 +1,118 @@
+// VideoPowerManagementTest runs judged by what they leave behind: the power policy the machine
+// keeps across programs (its policy file) after a pass, a failure and a stop while the policy was
+// changed, and the screenshots of a monitor that went dark or never did.
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "screen_runs.h"
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wconversion"
+#pragma GCC diagnostic ignored "-Wsign-conversion"
+#pragma GCC diagnostic ignored "-Wshadow"
+#pragma GCC diagnostic ignored "-Wunused-function"
+#define STB_IMAGE_IMPLEMENTATION
+#define STB_IMAGE_STATIC
+#include <stb/stb_image.h>
+#pragma GCC diagnostic pop
+
+namespace {
+
+using namespace screen_runs;
+
+class PowerRuns : public ScreenRuns {
+ protected:
+  // A machine on the virtual clock whose policy, starting at `timeout` seconds, is kept in
+  // policy.txt beside it; `extra` goes on in its [Power] section.
+  std::string WithPolicy(uint32_t timeout, const std::string& extra = "") {
+    std::ofstream(Folder + "/policy.txt") << timeout << "\n";
+    std::ofstream(Folder + "/power.ini") << "[Clock]\nMode=virtual\n[Power]\nPolicyFile=policy.txt\n" << extra;
+    return Folder + "/power.ini";
+  }
+  ProcessResult RunWith(const std::string& machine, const std::string& script) {
+    return Run("VideoPowerManagementTest", {}, machine, {{"RASTERSCAN_OPERATOR", script}});
+  }
+};
+
+TEST_F(PowerRuns, TheTimeoutIsPutBackAsFoundExceptOneSecondWhichComesBackAsTwo) {
+  const struct {
+    uint32_t Before;
+    const char* After;
+  } cases[] = {{600, "600\n"}, {0, "0\n"}, {1, "2\n"}, {2, "2\n"}, {3600, "3600\n"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Before);
+    const ProcessResult run = RunWith(WithPolicy(c.Before), "answer ok; say-if-blank");
+    EXPECT_EQ(run.Status, 0) << run.Stdout << run.Stderr;
+    EXPECT_EQ(ReadText("policy.txt"), c.After);
+  }
+  // A failing run puts it back too, after every attempt.
+  const ProcessResult failed =
+      RunWith(WithPolicy(900, "MonitorBlanks=false\n"), "answer ok; say-if-blank; answer ok; say-if-blank");
+  EXPECT_EQ(failed.Status, 1);
+  EXPECT_EQ(Count(failed.Stdout, "LogMessage 7 19 \"\" \"\"\n"), 2u) << failed.Stdout;
+  EXPECT_EQ(ReadText("policy.txt"), "900\n");
+}
+
+TEST_F(PowerRuns, AStopWhileThePolicyIsChangedLeavesTheOldTimeout) {
+  // A kill file right after the time-out went to 2 seconds: the test still puts it back, then sees
+  // the request and ends with 24.
+  const ProcessResult killed =
+      RunWith(WithPolicy(1200, "[Events]\nKillFileAtPolicyWrite=1 .\\kill.ctl\n"), "answer ok; say-if-blank");
+  EXPECT_EQ(killed.Status, 1);
+  EXPECT_NE(killed.Stdout.find("LogMessage 8 24 \"\" \"\"\nEndOfTest\n"), std::string::npos) << killed.Stdout;
+  EXPECT_EQ(ReadText("policy.txt"), "1200\n");
+  std::remove((Folder + "/kill.ctl").c_str());
+
+  // Ctrl+C at the same moment, with the configured prompts that watch for it: each prompt ends at
+  // once, so no attempt is confirmed, and each attempt still puts the time-out back.
+  std::ofstream(Folder + "/diagconf.ini") << "[WindowSettings]\n";
+  const ProcessResult interrupted =
+      RunWith(WithPolicy(1200, "[Events]\nConsoleBreakAtPolicyWrite=1\n"), "answer ok");
+  EXPECT_EQ(interrupted.Status, 1);
+  EXPECT_NE(interrupted.Stdout.find("Process received request to terminate."), std::string::npos)
+      << interrupted.Stdout;
+  EXPECT_EQ(ReadText("policy.txt"), "1200\n");
+}
+
+// Whether a PNG screenshot is black all over; fails the test when it cannot be read.
+bool AllBlack(const std::string& path) {
+  int width = 0, height = 0, channels = 0;
+  unsigned char* pixels = stbi_load(path.c_str(), &width, &height, &channels, 3);
+  EXPECT_NE(pixels, nullptr) << path;
+  if (pixels == nullptr) return false;
+  bool black = true;
+  for (size_t i = 0; i < static_cast<size_t>(width) * static_cast<size_t>(height) * 3; ++i) black = black && pixels[i] == 0;
+  stbi_image_free(pixels);
+  return black;
+}
+
+TEST_F(PowerRuns, TheDarkScreenIsInTheScreenshotsOnlyWhenTheMonitorWentDark) {
+  const ProcessResult shot = Run("VideoPowerManagementTest", {}, WithPolicy(600),
+                                 {{"RASTERSCAN_OPERATOR", "answer ok; say-if-blank"},
+                                  {"RASTERSCAN_SCREENSHOTS", Folder + "/shots"}});
+  ASSERT_EQ(shot.Status, 0);
+  const std::vector<std::string> pictures = Pictures("shots");
+  // The announcement, the dark screen, the question: the prompts show on a lit screen.
+  ASSERT_EQ(pictures.size(), 3u);
+  EXPECT_NE(pictures[1].find("monitor_off"), std::string::npos) << pictures[1];
+  EXPECT_TRUE(AllBlack(Folder + "/" + pictures[1]));
+  EXPECT_FALSE(AllBlack(Folder + "/" + pictures[0]));
+  EXPECT_FALSE(AllBlack(Folder + "/" + pictures[2]));
+
+  const ProcessResult never = Run("VideoPowerManagementTest", {"-Retries=1"}, WithPolicy(600, "MonitorBlanks=false\n"),
+                                  {{"RASTERSCAN_OPERATOR", "answer ok; say-if-blank; answer ok; say-if-blank"},
+                                   {"RASTERSCAN_SCREENSHOTS", Folder + "/never"}});
+  EXPECT_EQ(never.Status, 1);
+  const std::vector<std::string> lit = Pictures("never");
+  EXPECT_EQ(lit.size(), 4u);
+  for (const std::string& picture : lit) {
+    EXPECT_EQ(picture.find("monitor_off"), std::string::npos) << picture;
+    EXPECT_FALSE(AllBlack(Folder + "/" + picture)) << picture;
+  }
+}
+
+}  // namespace
