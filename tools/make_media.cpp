@@ -6,6 +6,7 @@
 
 #include "media/Ball.h"
 #include "media/ClockClip.h"
+#include "media/Texture.h"
 
 namespace {
 
@@ -24,10 +25,16 @@ int main(int argc, char** argv) {
     return 2;
   }
   const std::string directory = argv[1];
-  const std::string path = directory + "/ball.bmp";
-  if (!WriteFile(path, media::BallBitmapFile())) {
-    std::fprintf(stderr, "make-media: cannot write %s\n", path.c_str());
-    return 1;
+  const struct {
+    const char* Name;
+    std::vector<uint8_t> Bytes;
+  } pictures[] = {{"ball.bmp", media::BallBitmapFile()}, {"texture3.bmp", media::TextureBitmapFile()}};
+  for (const auto& picture : pictures) {
+    const std::string path = directory + "/" + picture.Name;
+    if (!WriteFile(path, picture.Bytes)) {
+      std::fprintf(stderr, "make-media: cannot write %s\n", path.c_str());
+      return 1;
+    }
   }
   std::string error;
   if (!media::WriteClockClip(directory + "/clock.avi", error)) {

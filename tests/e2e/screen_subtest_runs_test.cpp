@@ -77,7 +77,7 @@ TEST_F(ScreenSubtestRuns, BltCalibrationConfirmsAndUpdatesInPlaceAndTheFieldRunP
   EXPECT_EQ(field.Status, 0) << field.Stdout;
   EXPECT_EQ(Count(field.Stdout, "LogMessage 14 210 "), 2u);
   EXPECT_EQ(field.Stdout.find("UpdatePercentage 55"), std::string::npos);  // no rounds outside calibration
-  EXPECT_EQ(FilesLeft(), (std::set<std::string>{"ZR_VIDEO.DAT", "ball.bmp", "clock.avi", "small.ini"}));
+  EXPECT_EQ(FilesLeft(), (std::set<std::string>{"ZR_VIDEO.DAT", "ball.bmp", "clock.avi", "small.ini", "texture3.bmp"}));
 }
 
 TEST_F(ScreenSubtestRuns, BltAnalysisFindsThePlantedPixelAndTheCaptureShowsTheWipedScreen) {
@@ -141,7 +141,7 @@ TEST_F(ScreenSubtestRuns, LineCalibrationThenAChangedRecordFailsAfterItsRetryWit
   EXPECT_EQ(Count(mismatch.Stdout, "LogMessage 8 20000 \"Retrying due to Checksum failure...\" \"\"\n"), 1u);
   EXPECT_EQ(Count(mismatch.Stdout, "LogMessage 8 209 \"\" \"\"\n"), 2u);
   EXPECT_NE(mismatch.Stdout.find("ReportFailure 990408\nEndOfTest\n"), std::string::npos) << mismatch.Stdout;
-  EXPECT_EQ(FilesLeft(), (std::set<std::string>{"ZR_VIDEO.DAT", "ball.bmp", "clock.avi", "small.ini"}));
+  EXPECT_EQ(FilesLeft(), (std::set<std::string>{"ZR_VIDEO.DAT", "ball.bmp", "clock.avi", "small.ini", "texture3.bmp"}));
 }
 
 TEST_F(ScreenSubtestRuns, PaletteCalibrationThenFieldRunsAndFourWindowsOnAMismatch) {
