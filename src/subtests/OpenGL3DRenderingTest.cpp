@@ -22,7 +22,9 @@
 
 // The drawing is plain OpenGL 1.1 on every platform.
 #ifdef _WIN32
+#ifndef NOMINMAX
 #define NOMINMAX
+#endif
 #define WIN32_LEAN_AND_MEAN
 #endif
 #include <GL/gl.h>
