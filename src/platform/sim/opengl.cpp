@@ -5,6 +5,7 @@
 
 #include <GL/osmesa.h>
 
+#include <cstdlib>
 #include <map>
 #include <mutex>
 #include <vector>
@@ -170,6 +171,10 @@ int32_t GetPixelFormat(Hdc dc) {
 HGlrc wglCreateContext(Hdc dc) {
   const Hwnd window = WindowOfDc(dc);
   if (GetPixelFormat(dc) == 0 || !HasOpenGL(window)) return 0;
+  // Mesa's rasterizers differ in the last bit of a few pixels, which a calibrated sum sees: the
+  // machine always renders with llvmpipe (its thread count and vector width change nothing).
+  static const bool pinned = setenv("GALLIUM_DRIVER", "llvmpipe", 1) == 0;
+  (void)pinned;
   const OSMesaContext mesa = OSMesaCreateContextExt(OSMESA_RGBA, 32, 0, 0, nullptr);
   if (mesa == nullptr) return 0;
   std::lock_guard<std::mutex> hold(G().Lock);
