@@ -43,7 +43,7 @@ const uint32_t kBadDisplay = 990368;
 // The window, GL context and texture list of the one window that is up at a time.
 platform::Hdc WindowDc = 0;
 platform::HGlrc GlContext = 0;
-GLuint TextureList = 0;
+uint32_t TextureList = 0;
 
 [[noreturn]] void Raise(uint32_t code, int32_t category, uint32_t number, const std::string& text) {
   KestException* failure = new KestException(code);
@@ -101,6 +101,17 @@ const int8_t kFaces[6][4][3] = {
     {{-1, -1, 1}, {-1, -1, -1}, {1, -1, -1}, {1, -1, 1}},  {{-1, 1, -1}, {-1, 1, 1}, {1, 1, 1}, {1, 1, -1}},
 };
 const float kCornerTexture[4][2] = {{1, 0}, {1, 1}, {0, 1}, {0, 0}};
+
+// The viewport and the box of a client area, turned by the two angles.
+void Project(int32_t width, int32_t height, float firstAngle, float secondAngle) {
+  if (height == 0) height = 1;
+  const OpenGL3DRenderingTest::OrthoBox box = OpenGL3DRenderingTest::ProjectionBox(width, height);
+  glViewport(0, 0, width, height);
+  glLoadIdentity();
+  glOrtho(box.Left, box.Right, box.Bottom, box.Top, 100.0, -100.0);
+  glRotatef(firstAngle, 1.0f, 0.0f, 0.0f);
+  glRotatef(secondAngle, 0.0f, 1.0f, 0.0f);
+}
 
 }  // namespace
 
@@ -424,12 +435,7 @@ void OpenGL3DRenderingTest::OnCreate(platform::Hwnd window) {
   GlContext = platform::wglCreateContext(WindowDc);
   ContextReady = platform::wglMakeCurrent(WindowDc, GlContext) && formatSet && GlContext != 0;
 
-  TextureList = glGenLists(1);
-  glNewList(TextureList, GL_COMPILE);
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);
-  LoadTexture(kTextureName);
-  glEndList();
+  TextureList = BuildTextureList(kTextureName);
 
   BuildPalette();
   SetScreenResult(0);
@@ -548,18 +554,29 @@ void OpenGL3DRenderingTest::HandleTestKey(uint32_t key, platform::Hwnd window) {
   if (KeyOutcome == KeyConfirmed) SetScreenResult(1);
 }
 
-void OpenGL3DRenderingTest::DrawCube() {
+uint32_t OpenGL3DRenderingTest::BuildTextureList(const char* name) {
+  const GLuint list = glGenLists(1);
+  glNewList(list, GL_COMPILE);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);
+  LoadTexture(name);
+  glEndList();
+  return list;
+}
+
+void OpenGL3DRenderingTest::DrawCubeFrame(uint32_t textureList, int32_t width, int32_t height, float firstAngle,
+                                          float secondAngle) {
   glEnable(GL_DEPTH_TEST);
   glShadeModel(GL_SMOOTH);
   glEnable(GL_TEXTURE_2D);
   glTexEnvf(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_DECAL);
   glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-  SetProjection(ClientWidth, ClientHeight);
+  Project(width, height, firstAngle, secondAngle);
   glMatrixMode(GL_MODELVIEW);
   glPushMatrix();
   glRotatef(-10.0f, 10.0f, 0.0f, 0.0f);
   for (const auto& face : kFaces) {
-    glCallList(TextureList);
+    glCallList(textureList);
     glBegin(GL_POLYGON);
     for (int corner = 0; corner < 4; ++corner) {
       glTexCoord2f(kCornerTexture[corner][0], kCornerTexture[corner][1]);
@@ -571,16 +588,15 @@ void OpenGL3DRenderingTest::DrawCube() {
   glFlush();
 }
 
+void OpenGL3DRenderingTest::DrawCube() {
+  DrawCubeFrame(TextureList, ClientWidth, ClientHeight, FirstAngle, SecondAngle);
+}
+
 void OpenGL3DRenderingTest::SetProjection(int32_t width, int32_t height) {
   if (height == 0) height = 1;
   ClientWidth = width;
   ClientHeight = height;
-  const OrthoBox box = ProjectionBox(width, height);
-  glViewport(0, 0, width, height);
-  glLoadIdentity();
-  glOrtho(box.Left, box.Right, box.Bottom, box.Top, 100.0, -100.0);
-  glRotatef(FirstAngle, 1.0f, 0.0f, 0.0f);
-  glRotatef(SecondAngle, 0.0f, 1.0f, 0.0f);
+  Project(width, height, FirstAngle, SecondAngle);
 }
 
 void OpenGL3DRenderingTest::CaptureFrame(int32_t width, int32_t height, int32_t bits) {

@@ -41,6 +41,12 @@ class OpenGL3DRenderingTest : public KestDiag {
   // The angle after one frame's step: below 0 it comes round by 360.
   static float WrapAngle(float angle);
 
+  // On the current GL context: the display list that loads the texture file `name` (a file that
+  // does not load leaves none), and one frame of the cube on a client area of that size turned by
+  // the two angles.
+  static uint32_t BuildTextureList(const char* name);
+  static void DrawCubeFrame(uint32_t textureList, int32_t width, int32_t height, float firstAngle, float secondAngle);
+
  private:
   struct MonitorRecord {
     platform::DisplayRect Monitor;

@@ -6,6 +6,7 @@
 #include <GL/osmesa.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <map>
 #include <mutex>
 #include <vector>
@@ -23,7 +24,7 @@ namespace {
 struct GlContext {
   OSMesaContext Mesa = nullptr;
   Hwnd Window = 0;
-  std::vector<uint8_t> Buffer;  // RGBA, top row first
+  std::vector<uint8_t> Buffer;  // RGBA, bottom row first as GL has it
   int32_t Width = 0;
   int32_t Height = 0;
 };
@@ -81,6 +82,42 @@ PixelFormatDescriptor FormatFor(int32_t bits) {
 
 int32_t ScreenBits() { return PrimaryFrameBuffer().Bits; }
 
+// One row of RGBA pixels in the surface's format. Whole words where the depth allows, so that the
+// compiler can do many pixels at a time.
+void ConvertRow(const uint8_t* __restrict in, uint8_t* __restrict out, int32_t count, int32_t bits,
+                const PixelFormatDescriptor& format) {
+  switch (bits) {
+    case 8:
+      for (int32_t x = 0; x < count; ++x, in += 4)
+        out[x] = static_cast<uint8_t>((in[0] >> 5) << format.RedShift | (in[1] >> 5) << format.GreenShift |
+                                      (in[2] >> 6) << format.BlueShift);
+      return;
+    case 16:
+      for (int32_t x = 0; x < count; ++x) {
+        uint32_t rgba;
+        std::memcpy(&rgba, in + 4 * x, 4);
+        const uint16_t pixel = static_cast<uint16_t>((rgba & 0xF8) << 8 | (rgba & 0xFC00) >> 5 | (rgba & 0xF80000) >> 19);
+        std::memcpy(out + 2 * x, &pixel, 2);
+      }
+      return;
+    case 24:
+      for (int32_t x = 0; x < count; ++x) {
+        out[3 * x] = in[4 * x + 2];
+        out[3 * x + 1] = in[4 * x + 1];
+        out[3 * x + 2] = in[4 * x];
+      }
+      return;
+    default:
+      for (int32_t x = 0; x < count; ++x) {
+        uint32_t rgba;
+        std::memcpy(&rgba, in + 4 * x, 4);
+        const uint32_t pixel = (rgba & 0xFF) << 16 | (rgba & 0xFF00) | (rgba >> 16 & 0xFF);
+        std::memcpy(out + 4 * x, &pixel, 4);
+      }
+      return;
+  }
+}
+
 // Writes the RGBA buffer into the context's target in the surface's depth; the caller holds the
 // drawing layer's lock.
 void Present(const GlContext& context, const gdi::Target& target) {
@@ -90,43 +127,12 @@ void Present(const GlContext& context, const gdi::Target& target) {
   const Rect cut = Intersect(Intersect(area, target.Clip), whole);
   if (IsEmpty(cut)) return;
   const PixelFormatDescriptor format = FormatFor(surface.Bits);
-  const int32_t bytes = surface.BytesPerPixel();
+  const size_t bytes = static_cast<size_t>(surface.BytesPerPixel());
   for (int32_t y = cut.Top; y < cut.Bottom; ++y) {
     const uint8_t* in = context.Buffer.data() +
-                        (static_cast<size_t>(y - area.Top) * static_cast<size_t>(context.Width) +
+                        (static_cast<size_t>(area.Bottom - 1 - y) * static_cast<size_t>(context.Width) +
                          static_cast<size_t>(cut.Left - area.Left)) * 4;
-    uint8_t* out = surface.Row(y) + static_cast<size_t>(cut.Left) * static_cast<size_t>(bytes);
-    const int32_t count = cut.Right - cut.Left;
-    switch (surface.Bits) {
-      case 8:
-        for (int32_t x = 0; x < count; ++x, in += 4)
-          out[x] = static_cast<uint8_t>((in[0] >> 5) << format.RedShift | (in[1] >> 5) << format.GreenShift |
-                                        (in[2] >> 6) << format.BlueShift);
-        break;
-      case 16:
-        for (int32_t x = 0; x < count; ++x, in += 4) {
-          const uint32_t pixel = static_cast<uint32_t>(in[0] >> 3) << 11 | static_cast<uint32_t>(in[1] >> 2) << 5 |
-                                 static_cast<uint32_t>(in[2] >> 3);
-          out[2 * x] = static_cast<uint8_t>(pixel);
-          out[2 * x + 1] = static_cast<uint8_t>(pixel >> 8);
-        }
-        break;
-      case 24:
-        for (int32_t x = 0; x < count; ++x, in += 4) {
-          out[3 * x] = in[2];
-          out[3 * x + 1] = in[1];
-          out[3 * x + 2] = in[0];
-        }
-        break;
-      default:
-        for (int32_t x = 0; x < count; ++x, in += 4) {
-          out[4 * x] = in[2];
-          out[4 * x + 1] = in[1];
-          out[4 * x + 2] = in[0];
-          out[4 * x + 3] = 0;
-        }
-        break;
-    }
+    ConvertRow(in, surface.Row(y) + static_cast<size_t>(cut.Left) * bytes, cut.Right - cut.Left, surface.Bits, format);
   }
   gdi::CoverTextRuns(surface, cut);
 }
@@ -206,7 +212,6 @@ bool wglMakeCurrent(Hdc dc, HGlrc handle) {
     context.Height = height;
   }
   if (!OSMesaMakeCurrent(context.Mesa, context.Buffer.data(), GL_UNSIGNED_BYTE, width, height)) return false;
-  OSMesaPixelStore(OSMESA_Y_UP, 0);
   G().Current = handle;
   return true;
 }
