@@ -132,6 +132,7 @@ TEST_F(OpenGLRuns, TheOperatorJudgesTheCubeByItsDigit) {
   EXPECT_EQ(wrong.Status, 1);
   EXPECT_NE(wrong.Stdout.find("UpdatePercentage 90\nReportFailure 990370\nEndOfTest\n"), std::string::npos)
       << wrong.Stdout;
+  EXPECT_EQ(Count(wrong.Stdout, kRetry), 0u);  // the operator's keys decide: no second window
   const ProcessResult forgiven =
       Operator("wrong-digit;answer ok;digit", {"-Mode640x480x32=true", "-Retries=1"});
   EXPECT_EQ(forgiven.Status, 0) << forgiven.Stdout;

@@ -17,6 +17,13 @@
 #include "platform/sim/window_sim.h"
 #include "platform/window.h"
 
+#if defined(__SANITIZE_ADDRESS__)
+// Mesa keeps the framebuffers that it makes for a context's buffers, and its compiler's state,
+// until the process ends: not leaks of ours.
+extern "C" const char* __lsan_default_suppressions() { return "leak:libOSMesa.so\nleak:libLLVM\nleak:libglapi.so\n"; }
+extern "C" const char* __lsan_default_options() { return "print_suppressions=0"; }
+#endif
+
 namespace platform {
 namespace sim {
 namespace {
