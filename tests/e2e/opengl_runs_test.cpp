@@ -82,7 +82,8 @@ TEST_F(OpenGLRuns, CalibrationStoresEveryModeTheFieldRunVerifiesAndASecondCalibr
 
   // The same frames on the same machine: the same sums, run after run, whatever Mesa is asked
   // for (the rasterizer is pinned, the thread count changes nothing).
-  const ProcessResult again = Run(calibrate, Small, {{"GALLIUM_DRIVER", "softpipe"}, {"LP_NUM_THREADS", "1"}});
+  const ProcessResult again = Run({"-interactive=false", "-Calibrate=true", "-Mode800x600x16=true"}, Small,
+                                  {{"GALLIUM_DRIVER", "softpipe"}, {"LP_NUM_THREADS", "1"}});
   ASSERT_EQ(again.Status, 0);
   EXPECT_EQ(Read("ZR_VIDEO.DAT"), file);
 
