@@ -72,8 +72,11 @@ void LoadTexture(const char* name) {
   const int32_t height = static_cast<int32_t>(LittleWord(&info[8], 4));
   const uint16_t bitCount = static_cast<uint16_t>(LittleWord(&info[14], 2));
   const uint32_t compression = LittleWord(&info[16], 4);
-  if (width <= 0 || height == 0 || width > 0x8000 || height > 0x8000 || height < -0x8000) return;
   const int64_t rows = height < 0 ? -static_cast<int64_t>(height) : height;
+  // A header that promises more than 64 MB of rows is no texture of ours: nothing is loaded.
+  if (width <= 0 || rows == 0 || width > 0x10000 || rows > 0x10000 ||
+      static_cast<int64_t>(OpenGL3DRenderingTest::TextureStride(width)) * rows > (int64_t{64} << 20))
+    return;
   size_t size = LittleWord(&info[20], 4);
   if (size == 0) size = static_cast<size_t>(rows * ((int64_t{bitCount} * width + 7) / 8));
   std::vector<uint8_t> pixels(size);
