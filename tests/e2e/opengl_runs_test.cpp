@@ -188,6 +188,16 @@ TEST_F(OpenGLRuns, RunsThatEndBeforeAnyWindow) {
   EXPECT_NE(noTexture.Stdout.find("TestFailed 990618 \"\"\n"), std::string::npos);
 }
 
+TEST_F(OpenGLRuns, AKillFileWhileTheDigitIsUpEndsTheRunBehindTheWindow) {
+  // The window has no timer for it: the confirmed mode ends, then the run stops.
+  const ProcessResult run = Run({"-Mode640x480x32=true"}, std::string(MACHINES_DIR) + "/window-kill-file.ini",
+                                {{"RASTERSCAN_OPERATOR", "wait 6000;digit"}});
+  EXPECT_EQ(run.Status, 1);
+  EXPECT_NE(run.Stdout.find("UpdatePercentage 90\nLogMessage 8 1 \"\" \"\"\nTestFailed 995000 \"\"\nEndOfTest\n"),
+            std::string::npos)
+      << run.Stdout;
+}
+
 TEST_F(OpenGLRuns, EveryActiveDisplayIsTestedAndThePrimaryTakesTheWindowOnRequest) {
   const std::string two = Machine("two.ini", kTwoDisplays);
   const std::vector<std::string> all{"-interactive=false", "-TestAll=true", "-ActiveDisplay=true",
