@@ -102,7 +102,7 @@ TEST_F(OpenGLRuns, CalibrationStoresEveryModeTheFieldRunVerifiesAndASecondCalibr
   EXPECT_NE(ReadText("zr_video.txt").find(line), std::string::npos) << ReadText("zr_video.txt");
 }
 
-TEST_F(OpenGLRuns, AStuckPixelFailsAfterOneRetryWithACaptureOfEachTry) {
+TEST_F(OpenGLRuns, AStuckPixelFailsAfterOneRetryWithACaptureOfEachTryAndAnUncalibratedModeHasNoRecord) {
   ASSERT_EQ(Run({"-interactive=false", "-Calibrate=true", "-Mode640x480x32=true"}, Small).Status, 0);
   const std::string stuck = Machine("stuck.ini", std::string(kSmallDisplay) + "StuckPixel=320,240,0x5A\n");
   const ProcessResult run = Run({"-interactive=false", "-CaptureScreen=true", "-Mode640x480x32=true"}, stuck);
@@ -116,6 +116,13 @@ TEST_F(OpenGLRuns, AStuckPixelFailsAfterOneRetryWithACaptureOfEachTry) {
     ASSERT_GT(capture.size(), 54u) << name;
     EXPECT_EQ(WordAt(capture, 18), 640u);
   }
+
+  // A mode that was never calibrated has no record to compare with.
+  const ProcessResult uncalibrated = Run({"-interactive=false", "-Mode800x600x16=true"}, Small);
+  EXPECT_EQ(uncalibrated.Status, 1);
+  EXPECT_NE(uncalibrated.Stdout.find("LogMessage 8 217 \"800x600x16\" \"\"\nTestFailed 990661 \"\"\n"),
+            std::string::npos)
+      << uncalibrated.Stdout;
 
   // Without -VerifyChecksum the frames alone pass, whatever the sum.
   const ProcessResult unchecked = Run({"-interactive=false", "-VerifyChecksum=false", "-Mode640x480x32=true"}, stuck);
