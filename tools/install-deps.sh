@@ -3,11 +3,12 @@
 # when everything is there already.
 set -euo pipefail
 
-packages=(cmake g++ make libgtest-dev libbenchmark-dev clang libclang-rt-dev libstb-dev libfreetype-dev fonts-liberation pkg-config libavformat-dev libavcodec-dev libswscale-dev)
+packages=(cmake g++ make libgtest-dev libbenchmark-dev clang libclang-rt-dev libstb-dev libfreetype-dev fonts-liberation pkg-config libavformat-dev libavcodec-dev libswscale-dev libosmesa6-dev)
 if [ "${1:-}" = "--windows" ]; then
   # googletest: its sources, built with the cross compiler for the Windows unit tests; Xvfb: an X
-  # screen for the Windows build's windows and DirectDraw under Wine.
-  packages+=(mingw-w64 wine wine64 googletest xvfb xauth)
+  # screen for the Windows build's windows and DirectDraw under Wine; Mesa's GLX and software
+  # renderer for Wine's opengl32.
+  packages+=(mingw-w64 wine wine64 googletest xvfb xauth libgl1 libglx-mesa0 libgl1-mesa-dri)
 fi
 
 missing=()

@@ -12,6 +12,7 @@
 #include "media/ClockClip.h"
 #include "media/RotateScreen.h"
 #include "media/ScenePictures.h"
+#include "media/Texture.h"
 
 namespace {
 
@@ -45,6 +46,7 @@ int main(int argc, char** argv) {
   mkdir((directory + "/media").c_str(), 0755);
   const std::pair<const char*, std::vector<uint8_t>> pictures[] = {
       {"ball.bmp", media::BallBitmapFile()},
+      {"texture3.bmp", media::TextureBitmapFile()},
       {"COIN.BMP", media::CoinBitmapFile()},
       {"BW.BMP", media::FloorBitmapFile()},
       {"BLOCKS.BMP", media::BlocksBitmapFile()},

@@ -2,8 +2,9 @@
 # Builds Raster-scan and runs its main job on the built-in simulated machine, unattended and on
 # the virtual clock: the four screen subtests (ModeTest, BltTest, LineTest, PaletteTest) calibrate
 # on the known-good machine, which writes ZR_VIDEO.DAT, and then verify every mode the machine has
-# against it, with a screenshot of every test window; DX93DRenderingTest calibrates and verifies the
-# scene of the rendering library d3dim9.dll the same way. Then the video memory tests: through
+# against it, with a screenshot of every test window; OpenGL3DRenderingTest does the same with its
+# spinning cube in four modes, and DX93DRenderingTest with the scene of the rendering library
+# d3dim9.dll. Then the video memory tests: through
 # DirectDraw (VideoMemoryTest, with a screenshot of the random bytes and of each pattern it puts on
 # the screen) and by direct hardware access; between them GPUTest plays clock.avi at double speed in the
 # console window and judges the frame rate (a screenshot of its last frame), and the scripted
@@ -51,6 +52,8 @@ for test in ModeTest BltTest LineTest; do
   run "calibrate-$test" -subtest=$test -interactive=false -Calibrate=true "$@"
 done
 run calibrate-PaletteTest -subtest=PaletteTest -interactive=false -Calibrate=true "$@"
+gl_modes=(-Mode640x480x8=true -Mode800x600x16=true -Mode1024x768x24=true -Mode1024x768x32=true)
+run calibrate-OpenGL3DRenderingTest -subtest=OpenGL3DRenderingTest -interactive=false -Calibrate=true "${gl_modes[@]}" "$@"
 run calibrate-DX93DRenderingTest -subtest=DX93DRenderingTest -interactive=false -Calibrate=true "$@"
 
 echo "== Verification${field_machine:+ on $field_machine}"
@@ -60,6 +63,7 @@ for test in ModeTest BltTest LineTest; do
   run "verify-$test" -subtest=$test -interactive=false -TestAllResolutions=true "$@"
 done
 run verify-PaletteTest -subtest=PaletteTest -interactive=false "$@"
+run verify-OpenGL3DRenderingTest -subtest=OpenGL3DRenderingTest -interactive=false "${gl_modes[@]}" "$@"
 run verify-DX93DRenderingTest -subtest=DX93DRenderingTest -interactive=false "$@"
 run VideoMemoryTest -subtest=VideoMemoryTest "$@"
 run GPUTest -subtest=GPUTest "$@"

@@ -181,6 +181,7 @@ const std::map<std::string, AdapterReader>& AdapterSchema() {
       {"refuse", [](const std::string& v, AdapterConfig& a) { return ParseModeList(v, a.Refused); }},
       {"directdrawmodes", [](const std::string& v, AdapterConfig& a) { return ParseModeList(v, a.DirectDrawModes); }},
       {"directdraw", [](const std::string& v, AdapterConfig& a) { return ParseBool(v, a.DirectDrawAvailable); }},
+      {"opengl", [](const std::string& v, AdapterConfig& a) { return ParseBool(v, a.OpenGLAvailable); }},
       {"current", [](const std::string& v, AdapterConfig& a) { return ParseModeSize(v, a.Current); }},
       {"refresh",
        [](const std::string& v, AdapterConfig& a) {

@@ -59,6 +59,8 @@ struct AdapterConfig {
   // DirectDraw's list; empty means the same as Modes.
   std::vector<ModeSize> DirectDrawModes;
   bool DirectDrawAvailable = true;
+  // false: the driver has no OpenGL, so no pixel format can be set and no context made.
+  bool OpenGLAvailable = true;
   // DirectDrawCall bits: calls that fail on this device whenever they are made (a fault).
   uint32_t FailingDirectDrawCalls = 0;
   // A lock of the primary surface hands out a buffer of the driver's own, zeros at first, that

@@ -3,6 +3,8 @@
 #include "platform/window.h"
 
 #include <algorithm>
+#include <map>
+#include <mutex>
 #include <vector>
 
 #include "platform/gdi.h"
@@ -217,8 +219,41 @@ bool EndPaint(Hwnd, const PaintStruct* paint) {
   return true;
 }
 
-Hdc GetDC(Hwnd window) { return MakeWindowDc(window, nullptr); }
+namespace {
 
-int32_t ReleaseDC(Hwnd, Hdc dc) { return dc != 0 && DeleteDC(dc) ? 1 : 0; }
+// The window behind each context of GetDC, for the OpenGL contexts that draw for it.
+std::mutex& WindowDcLock() {
+  static std::mutex lock;
+  return lock;
+}
+std::map<Hdc, Hwnd>& WindowDcs() {
+  static std::map<Hdc, Hwnd> dcs;
+  return dcs;
+}
+
+}  // namespace
+
+Hwnd sim::WindowOfDc(Hdc dc) {
+  std::lock_guard<std::mutex> hold(WindowDcLock());
+  auto it = WindowDcs().find(dc);
+  return it == WindowDcs().end() ? 0 : it->second;
+}
+
+Hdc GetDC(Hwnd window) {
+  const Hdc dc = MakeWindowDc(window, nullptr);
+  if (dc != 0 && window != 0) {
+    std::lock_guard<std::mutex> hold(WindowDcLock());
+    WindowDcs()[dc] = window;
+  }
+  return dc;
+}
+
+int32_t ReleaseDC(Hwnd, Hdc dc) {
+  {
+    std::lock_guard<std::mutex> hold(WindowDcLock());
+    WindowDcs().erase(dc);
+  }
+  return dc != 0 && DeleteDC(dc) ? 1 : 0;
+}
 
 }  // namespace platform

@@ -30,6 +30,9 @@ std::vector<Hwnd> TopLevelWindows();
 // The children of a window in child order.
 std::vector<Hwnd> ChildWindows(Hwnd parent);
 
+// The window whose GetDC gave `dc` and whose ReleaseDC has not taken it back; 0 for any other.
+Hwnd WindowOfDc(Hdc dc);
+
 // Forgets every window, class, timer and queued message, and the cursor count (tests).
 void ResetWindowSystem();
 
