@@ -29,23 +29,29 @@ const char kLaunchedUnattended[] =
     "UpdatePercentage 0\nUpdatePercentage 1\nLogMessage 3 2 \"\" \"\"\nUpdatePercentage 5\nUpdatePercentage 25\n"
     "UpdatePercentage 35\nUpdatePercentage 40\nUpdatePercentage 45\nUpdatePercentage 50\nUpdatePercentage 60\n";
 
+// The built-in machine with a small display in 640x480x32: the scene is rendered in software,
+// and fewer than half the pixels keep the runs short.
+const char kSmallScreen[] = "[Display.1]\nModes=640x480x32,800x600x16\nCurrent=640x480x32\n";
+
 class Direct3DRuns : public ScreenRuns {
  protected:
   void SetUp() override {
     ScreenRuns::SetUp();
     if (IsSkipped()) return;
     MakeMedia();
+    Small = Machine("small.ini", kSmallScreen);
   }
   ProcessResult Run3D(std::vector<std::string> args, const std::string& machine = "",
                       const std::map<std::string, std::string>& environment = {}) {
-    return Run("DX93DRenderingTest", std::move(args), machine, environment);
+    return Run("DX93DRenderingTest", std::move(args), machine.empty() ? Small : machine, environment);
   }
   ProcessResult Interactive(const std::string& script) {
     return Run3D({}, "", {{"RASTERSCAN_OPERATOR", script}});
   }
   std::string Direct3D(const std::string& name, const std::string& keys) {
-    return Machine(name, "[Direct3D]\n" + keys + "\n");
+    return Machine(name, std::string(kSmallScreen) + "[Direct3D]\n" + keys + "\n");
   }
+  std::string Small;
 };
 
 TEST_F(Direct3DRuns, CalibrationStoresTheSumAndTheFieldRunComparesWithIt) {
@@ -53,13 +59,13 @@ TEST_F(Direct3DRuns, CalibrationStoresTheSumAndTheFieldRunComparesWithIt) {
   ASSERT_EQ(calibration.Status, 0) << calibration.Stdout;
   const std::vector<Calibrated> stored = CalibratedModes(calibration.Stdout);
   ASSERT_EQ(stored.size(), 1u) << calibration.Stdout;
-  EXPECT_EQ(stored[0].Mode, "1024x768x32");
+  EXPECT_EQ(stored[0].Mode, "640x480x32");
   EXPECT_NE(stored[0].Sum, 0u);
   char sums[80];
   std::snprintf(sums, sizeof sums, "LogMessage 14 207 \"%8x\" \"\"\nLogMessage 14 208 \"%8x\" \"\"\n", stored[0].Sum,
                 stored[0].Sum);
   EXPECT_EQ(Protocol(calibration.Stdout),
-            std::string(kLaunchedUnattended) + "LogMessage 14 206 \"1024x768x32\" \"\"\nLogMessage 14 210 \"1024x768x32\" \"\"\n" +
+            std::string(kLaunchedUnattended) + "LogMessage 14 206 \"640x480x32\" \"\"\nLogMessage 14 210 \"640x480x32\" \"\"\n" +
                 sums + "UpdatePercentage 70\nUpdatePercentage 80\nUpdatePercentage 90\nLogMessage 3 3 \"\" \"\"\n"
                 "LogMessage 3 201 \"\" \"\"\n");
   EXPECT_EQ(Read("ZR_VIDEO.DAT"), ExpectedRecords(stored, kController, kDirect3DTest));
@@ -76,7 +82,8 @@ TEST_F(Direct3DRuns, CalibrationStoresTheSumAndTheFieldRunComparesWithIt) {
   EXPECT_EQ(Read("ZR_VIDEO.DAT"), ExpectedRecords(stored, kController, kDirect3DTest));
 
   // A controller that corrupts one pixel changes the sum: message 95 and 990408.
-  const ProcessResult faulty = Run3D({"-interactive=false"}, std::string(MACHINES_DIR) + "/display-stuck-pixel.ini");
+  const ProcessResult faulty =
+      Run3D({"-interactive=false"}, Machine("stuck.ini", std::string(kSmallScreen) + "StuckPixel=300,200,0x5A\n"));
   EXPECT_EQ(faulty.Status, 1);
   EXPECT_NE(faulty.Stdout.find("LogMessage 8 209 \"\" \"\"\nUpdatePercentage 70\nLogMessage 8 95 \"\" \"\"\n"
                                "UpdatePercentage 80\nUpdatePercentage 90\nLogMessage 8 4 \"\" \"\"\nReportFailure 990408\n"),
