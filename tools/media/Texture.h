@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "Ball.h"  // Rgb24
+#include "Bitmap24.h"
 
 namespace media {
 
@@ -32,40 +32,7 @@ inline Rgb24 TexturePixel(int32_t x, int32_t y) {
   return x - half == y - half ? Rgb24{255, 255, 255} : Rgb24{210, 160, 20};
 }
 
-// The whole file: BITMAPFILEHEADER, BITMAPINFOHEADER, then the rows bottom up in blue, green, red.
-inline std::vector<uint8_t> TextureBitmapFile() {
-  const uint32_t rowBytes = TextureSize * 3;  // a multiple of 4: no padding
-  const uint32_t pixelBytes = rowBytes * TextureSize;
-  const uint32_t offset = 14 + 40;
-  std::vector<uint8_t> file;
-  file.reserve(offset + pixelBytes);
-  const auto put = [&file](uint32_t value, int bytes) {
-    for (int i = 0; i < bytes; ++i) file.push_back(static_cast<uint8_t>(value >> (8 * i)));
-  };
-  file.push_back('B');
-  file.push_back('M');
-  put(offset + pixelBytes, 4);
-  put(0, 4);
-  put(offset, 4);
-  put(40, 4);
-  put(TextureSize, 4);
-  put(TextureSize, 4);
-  put(1, 2);
-  put(24, 2);
-  put(0, 4);  // BI_RGB
-  put(pixelBytes, 4);
-  put(2835, 4);  // 72 dots per inch
-  put(2835, 4);
-  put(0, 4);
-  put(0, 4);
-  for (int32_t y = TextureSize - 1; y >= 0; --y)
-    for (int32_t x = 0; x < TextureSize; ++x) {
-      const Rgb24 p = TexturePixel(x, y);
-      file.push_back(p.Blue);
-      file.push_back(p.Green);
-      file.push_back(p.Red);
-    }
-  return file;
-}
+// The whole file, a 24-bit BMP of the pixels above.
+inline std::vector<uint8_t> TextureBitmapFile() { return Bitmap24File(TextureSize, TextureSize, TexturePixel); }
 
 }  // namespace media
