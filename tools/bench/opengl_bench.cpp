@@ -5,7 +5,6 @@
 // process's processor time, Mesa's threads included, so that other work on a shared machine does
 // not weigh on one side only; the wall clock's figures follow for comparison.
 //   bench-opengl [rounds]
-#include <GL/osmesa.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -20,6 +19,7 @@
 #include "platform/opengl.h"
 #include "platform/sim/clock_state.h"
 #include "platform/sim/machine.h"
+#include "platform/sim/mesa.h"
 #include "platform/window.h"
 #include "subtests/OpenGL3DRenderingTest.h"
 
@@ -60,16 +60,17 @@ void DrawFrames(uint32_t list, Present present) {
 }
 
 Rates Alone() {
-  const OSMesaContext context = OSMesaCreateContextExt(OSMESA_RGBA, 32, 0, 0, nullptr);
+  const platform::sim::MesaLibrary* mesa = platform::sim::Mesa();
+  const OSMesaContext context = mesa != nullptr ? mesa->CreateContextExt(OSMESA_RGBA, 32, 0, 0, nullptr) : nullptr;
   std::vector<unsigned char> buffer(static_cast<size_t>(kWidth) * kHeight * 4);
-  if (context == nullptr || !OSMesaMakeCurrent(context, buffer.data(), GL_UNSIGNED_BYTE, kWidth, kHeight)) {
+  if (context == nullptr || !mesa->MakeCurrent(context, buffer.data(), GL_UNSIGNED_BYTE, kWidth, kHeight)) {
     std::fprintf(stderr, "bench-opengl: no OSMesa context\n");
     std::exit(1);
   }
   const uint32_t list = OpenGL3DRenderingTest::BuildTextureList("texture3.bmp");
   const Rates rates = Measure([list] { DrawFrames(list, [] { glFinish(); }); });
-  OSMesaMakeCurrent(nullptr, nullptr, 0, 0, 0);
-  OSMesaDestroyContext(context);
+  mesa->MakeCurrent(nullptr, nullptr, 0, 0, 0);
+  mesa->DestroyContext(context);
   return rates;
 }
 

@@ -3,9 +3,8 @@
 // window's part of the frame buffer, as a driver's presentation would.
 #include "platform/opengl.h"
 
-#include <GL/osmesa.h>
+#include <GL/gl.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -14,6 +13,7 @@
 #include "platform/display.h"
 #include "platform/sim/display_model.h"
 #include "platform/sim/gdi_internal.h"
+#include "platform/sim/mesa.h"
 #include "platform/sim/window_sim.h"
 #include "platform/window.h"
 
@@ -184,11 +184,9 @@ int32_t GetPixelFormat(Hdc dc) {
 HGlrc wglCreateContext(Hdc dc) {
   const Hwnd window = WindowOfDc(dc);
   if (GetPixelFormat(dc) == 0 || !HasOpenGL(window)) return 0;
-  // Mesa's rasterizers differ in the last bit of a few pixels, which a calibrated sum sees: the
-  // machine always renders with llvmpipe (its thread count and vector width change nothing).
-  static const bool pinned = setenv("GALLIUM_DRIVER", "llvmpipe", 1) == 0;
-  (void)pinned;
-  const OSMesaContext mesa = OSMesaCreateContextExt(OSMESA_RGBA, 32, 0, 0, nullptr);
+  const MesaLibrary* library = Mesa();
+  if (library == nullptr) return 0;
+  const OSMesaContext mesa = library->CreateContextExt(OSMESA_RGBA, 32, 0, 0, nullptr);
   if (mesa == nullptr) return 0;
   std::lock_guard<std::mutex> hold(G().Lock);
   const HGlrc handle = G().NextHandle++;
@@ -202,7 +200,8 @@ bool wglMakeCurrent(Hdc dc, HGlrc handle) {
   std::lock_guard<std::mutex> hold(G().Lock);
   if (handle == 0) {
     G().Current = 0;
-    return OSMesaMakeCurrent(nullptr, nullptr, 0, 0, 0) != GL_FALSE;
+    const MesaLibrary* library = Mesa();
+    return library == nullptr || library->MakeCurrent(nullptr, nullptr, 0, 0, 0) != GL_FALSE;
   }
   auto it = G().Contexts.find(handle);
   const Hwnd window = WindowOfDc(dc);
@@ -218,7 +217,7 @@ bool wglMakeCurrent(Hdc dc, HGlrc handle) {
     context.Width = width;
     context.Height = height;
   }
-  if (!OSMesaMakeCurrent(context.Mesa, context.Buffer.data(), GL_UNSIGNED_BYTE, width, height)) return false;
+  if (!Mesa()->MakeCurrent(context.Mesa, context.Buffer.data(), GL_UNSIGNED_BYTE, width, height)) return false;
   G().Current = handle;
   return true;
 }
@@ -228,10 +227,10 @@ bool wglDeleteContext(HGlrc handle) {
   auto it = G().Contexts.find(handle);
   if (it == G().Contexts.end()) return false;
   if (G().Current == handle) {
-    OSMesaMakeCurrent(nullptr, nullptr, 0, 0, 0);
+    Mesa()->MakeCurrent(nullptr, nullptr, 0, 0, 0);
     G().Current = 0;
   }
-  OSMesaDestroyContext(it->second.Mesa);
+  Mesa()->DestroyContext(it->second.Mesa);
   G().Contexts.erase(it);
   return true;
 }
