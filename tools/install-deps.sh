@@ -11,14 +11,40 @@ if [ "${1:-}" = "--windows" ]; then
   packages+=(mingw-w64 wine wine64 googletest xvfb xauth libgl1 libglx-mesa0 libgl1-mesa-dri)
 fi
 
+sudo_cmd=()
+[ "$(id -u)" -eq 0 ] || sudo_cmd=(sudo)
 missing=()
 for package in "${packages[@]}"; do
   dpkg -s "$package" >/dev/null 2>&1 || missing+=("$package")
 done
 if [ ${#missing[@]} -gt 0 ]; then
   echo "Installing: ${missing[*]}"
-  sudo_cmd=()
-  [ "$(id -u)" -eq 0 ] || sudo_cmd=(sudo)
-  "${sudo_cmd[@]}" apt-get update -qq
+  # An index that fails to download (a mirror in the middle of a sync) need not stop the install;
+  # a package it would have held does, below.
+  "${sudo_cmd[@]}" apt-get update -qq || true
   DEBIAN_FRONTEND=noninteractive "${sudo_cmd[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+fi
+
+# The product is a 32-bit program: 32-bit Wine, with GL for its opengl32 and the X extensions its
+# display driver changes modes with (the 64-bit side has them through other packages), when the
+# archive can give it. It cannot when the i386 packages are out of step with the installed 64-bit
+# ones; then one line says why, and the Wine tests run the 64-bit build.
+if [ "${1:-}" = "--windows" ] && [ ! -d /usr/lib/i386-linux-gnu/wine/i386-windows ]; then
+  log=$(mktemp)
+  added=0
+  if ! dpkg --print-foreign-architectures | grep -qx i386; then
+    "${sudo_cmd[@]}" dpkg --add-architecture i386
+    added=1
+  fi
+  "${sudo_cmd[@]}" apt-get update -qq >"$log" 2>&1 || true
+  if ! DEBIAN_FRONTEND=noninteractive "${sudo_cmd[@]}" apt-get install -y -qq --no-install-recommends \
+       wine32:i386 libgl1:i386 libglx-mesa0:i386 libgl1-mesa-dri:i386 libxrandr2:i386 libxrender1:i386 \
+       libxinerama1:i386 libxcursor1:i386 libxi6:i386 libxcomposite1:i386 libxfixes3:i386 libxxf86vm1:i386 \
+       >>"$log" 2>&1; then
+    reason=$(grep -E '^E: ' "$log" | head -n 1 | cut -c4- | tr -s ' ')
+    echo "!!! NO 32-BIT WINE: wine32:i386 cannot be installed (${reason:-see apt-get}); the Windows tests run the 64-bit build only"
+    # Leave apt as it was, so that later updates do not fail on the i386 indexes.
+    [ "$added" -eq 0 ] || "${sudo_cmd[@]}" dpkg --remove-architecture i386 2>/dev/null || true
+  fi
+  rm -f "$log"
 fi

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Runs every test of Raster-scan: the native build's unit and end-to-end tests, the same tests
 # built with the address and undefined-behaviour sanitizers, the Windows cross builds (32-bit, the
-# product, and 64-bit), and the end-to-end transcripts against the 64-bit build under Wine; the fuzz
+# product, and 64-bit), and the Windows build under Wine (the 32-bit one where 32-bit Wine is
+# installed): end-to-end transcripts, backend unit tests, subtests on an X screen; the fuzz
 # targets each run for a bounded time.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
@@ -47,30 +48,37 @@ for arch in i686 x86_64; do
   cmake --build "build-win-$arch" -j"$jobs"
 done
 
-step "End-to-end transcripts under Wine (64-bit build)"
+# The Wine steps run the product, the 32-bit build, where 32-bit Wine is installed (the install
+# script said above why it is not), else the 64-bit build.
+if [ -d /usr/lib/i386-linux-gnu/wine/i386-windows ]; then
+  winarch=i686 winbits=32
+else
+  winarch=x86_64 winbits=64
+  echo "!!! NO 32-BIT WINE: the Wine steps below run the 64-bit build, not the 32-bit product"
+fi
+
+step "End-to-end transcripts under Wine ($winbits-bit build)"
 export WINEDEBUG=-all
-export WINEPREFIX="${WINEPREFIX:-$top/build-win-x86_64/wineprefix}"
+export WINEPREFIX="${WINEPREFIX:-$top/build-win-$winarch/wineprefix}"
 wineboot --init >/dev/null 2>&1 || true
 # Let the first start of the prefix finish before the tests start their own wine processes.
 wineserver -w || true
-RASTERSCAN_E2E_PROGRAM="$top/build-win-x86_64/raster-scan.exe" \
-RASTERSCAN_E2E_PROBE="$top/build-win-x86_64/tests/probe-diagnostic.exe" \
+RASTERSCAN_E2E_PROGRAM="$top/build-win-$winarch/raster-scan.exe" \
+RASTERSCAN_E2E_PROBE="$top/build-win-$winarch/tests/probe-diagnostic.exe" \
 RASTERSCAN_E2E_LAUNCHER=wine \
   "$top/build/tests/e2e-tests" --gtest_brief=1
 
 step "Unit tests of the win32 backends under Wine"
-# Same prefix as the transcripts. The 32-bit build, the product, needs a 32-bit Wine (Debian's
-# wine32:i386, not installed by default); the 64-bit build runs the same tests in any case.
-win_arches=(x86_64)
-[ -d /usr/lib/i386-linux-gnu/wine/i386-unix ] && win_arches=(i686 x86_64)
+# Same prefix as the transcripts; with 32-bit Wine, both builds (the 64-bit one costs seconds).
+win_arches=("$winarch")
+[ "$winarch" = x86_64 ] || win_arches+=(x86_64)
 for arch in "${win_arches[@]}"; do
   echo "-- $arch"
   cmake --build "build-win-$arch" -j"$jobs" --target unit-tests-win32
   wine "build-win-$arch/tests/unit-tests-win32.exe" --gtest_brief=1
 done
-[ "${win_arches[0]}" = i686 ] || echo "-- i686: skipped, no 32-bit Wine"
 
-step "VideoMemoryTest under Wine on an X screen (64-bit build)"
+step "VideoMemoryTest under Wine on an X screen ($winbits-bit build)"
 # Wine's DirectDraw on a virtual X screen: the primary surface it locks is real memory, filled and
 # read back by the Windows build. The run must pass and say which surface it walked.
 # A Wine server left from the steps before has its desktop without an X screen, and DirectDraw
@@ -80,7 +88,7 @@ wineserver -w || true
 scratch=$(mktemp -d)
 cp "$top/messages/raster-scan.msg" "$scratch/"
 status=0
-(cd "$scratch" && xvfb-run -a -s "-screen 0 1024x768x24" wine "$top/build-win-x86_64/raster-scan.exe" \
+(cd "$scratch" && xvfb-run -a -s "-screen 0 1024x768x24" wine "$top/build-win-$winarch/raster-scan.exe" \
   -subtest=VideoMemoryTest >protocol.txt 2>/dev/null) || status=$?
 tr -d '\r' <"$scratch/protocol.txt" >"$scratch/protocol.unix"
 grep -E '^LogMessage 6 4[23] |^ReportFailure|^TestFailed' "$scratch/protocol.unix" || true
@@ -93,18 +101,18 @@ fi
 echo "VideoMemoryTest under Wine: passed"
 rm -rf "$scratch"
 
-step "A blank read of the screen under Wine (64-bit build)"
+step "A blank read of the screen under Wine ($winbits-bit build)"
 # Wine's DirectDraw hands out the primary surface's own memory at a lock, which GDI drawing never
 # reaches: primary-surface-read shows it with nothing of ours, and every screen sum is 0 there. A
 # calibration record of 0 must not let ModeTest pass.
-cmake --build build-win-x86_64 -j"$jobs" --target primary-surface-read
-xvfb-run -a -s "-screen 0 1024x768x24" wine "$top/build-win-x86_64/tests/primary-surface-read.exe" || true
+cmake --build build-win-$winarch -j"$jobs" --target primary-surface-read
+xvfb-run -a -s "-screen 0 1024x768x24" wine "$top/build-win-$winarch/tests/primary-surface-read.exe" || true
 scratch=$(mktemp -d)
 cp "$top/messages/raster-scan.msg" "$scratch/"
 # Any controller, ModeTest, 32 bits, 1024x768, sum 0.
 printf '\xff\xff\xff\xff\x03\x40\0\0\x20\0\0\0\0\x04\0\0\0\x03\0\0\0\0\0\0\0\0\0\0\0\0\0\0' >"$scratch/ZR_VIDEO.DAT"
 status=0
-(cd "$scratch" && xvfb-run -a -s "-screen 0 1024x768x24" wine "$top/build-win-x86_64/raster-scan.exe" \
+(cd "$scratch" && xvfb-run -a -s "-screen 0 1024x768x24" wine "$top/build-win-$winarch/raster-scan.exe" \
   -subtest=ModeTest -interactive=false -Mode1024x768x32=true >protocol.txt 2>/dev/null) || status=$?
 tr -d '\r' <"$scratch/protocol.txt" >"$scratch/protocol.unix"
 if [ "$status" -ne 1 ] || ! grep -q '^LogMessage 8 20000 "The screen read back as all zeros in 1024x768x32' "$scratch/protocol.unix"; then
@@ -115,7 +123,7 @@ fi
 echo "ModeTest under Wine: the blank read refused"
 rm -rf "$scratch"
 
-step "Screen subtests under Wine on an X screen (64-bit build)"
+step "Screen subtests under Wine on an X screen ($winbits-bit build)"
 # Through the Windows backend in 1024x768x32. Unattended without the sum (every sum is 0 under
 # Wine, above) each passes. Interactive, wine-operator answers from outside the program: it takes
 # a picture of the card, then F1 ends the run with 990358; in ModeTest a wrong key first brings
@@ -123,13 +131,13 @@ step "Screen subtests under Wine on an X screen (64-bit build)"
 # pixel for pixel but for the text (the fonts differ) and the digits (chosen anew in every run).
 # Wine's colour of button faces is set to Windows 7's, which the simulated machine has. LineTest's
 # card is not compared: Wine's X11 driver draws styled lines with dash lengths of its own.
-cmake --build build-win-x86_64 -j"$jobs" --target wine-operator
+cmake --build build-win-$winarch -j"$jobs" --target wine-operator
 wine reg add 'HKCU\Control Panel\Colors' /v ButtonFace /t REG_SZ /d '240 240 240' /f >/dev/null 2>&1
 wineserver -w || true
 scratch=$(mktemp -d)
 cp "$top/messages/raster-scan.msg" "$scratch/"
 build/make-media "$scratch" >/dev/null
-win="$top/build-win-x86_64"
+win="$top/build-win-$winarch"
 screen_run() {  # <name> <window class> <operator steps> -- <arguments>
   local name=$1 class=$2 steps=$3
   shift 4
@@ -179,16 +187,16 @@ compare blt 440,660,540,768
 compare palette 240,600,330,710 500,600,590,710 750,600,840,710
 rm -rf "$scratch"
 
-step "Operator windows under Wine on an X screen (64-bit build)"
+step "Operator windows under Wine on an X screen ($winbits-bit build)"
 # Each kind of prompt through the real user32, GDI and GDI+, answered by a thread of the test with
 # real keys and clicks. Without a window manager Wine waits two seconds at each window it takes
 # down for the manager's answer; its windows are left unmanaged here.
-cmake --build build-win-x86_64 -j"$jobs" --target prompt-tests-win32
+cmake --build build-win-$winarch -j"$jobs" --target prompt-tests-win32
 wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1
 wineserver -w || true
-xvfb-run -a -s "-screen 0 1024x768x24" wine "$top/build-win-x86_64/tests/prompt-tests-win32.exe" --gtest_brief=1
+xvfb-run -a -s "-screen 0 1024x768x24" wine "$top/build-win-$winarch/tests/prompt-tests-win32.exe" --gtest_brief=1
 
-step "VideoPowerManagementTest under Wine on an X screen (64-bit build)"
+step "VideoPowerManagementTest under Wine on an X screen ($winbits-bit build)"
 # Wine does not implement the power policy levels of CallNtPowerInformation (STATUS_NOT_IMPLEMENTED),
 # so the run must show its announcement prompt, find the policy unchangeable (status 86) and, with a
 # kill file and the configured prompts' watch, end by itself within seconds.
@@ -197,7 +205,7 @@ cp "$top/messages/raster-scan.msg" "$scratch/"
 printf '[WindowSettings]\n' >"$scratch/diagconf.ini"
 : >"$scratch/kill.ctl"
 status=0
-(cd "$scratch" && timeout 120 xvfb-run -a -s "-screen 0 1024x768x24" wine "$top/build-win-x86_64/raster-scan.exe" \
+(cd "$scratch" && timeout 120 xvfb-run -a -s "-screen 0 1024x768x24" wine "$top/build-win-$winarch/raster-scan.exe" \
   -subtest=VideoPowerManagementTest >protocol.txt 2>/dev/null) || status=$?
 tr -d '\r' <"$scratch/protocol.txt" >"$scratch/protocol.unix"
 if [ "$status" -ne 1 ] || ! grep -q '^LogMessage 6 86 "" ""$' "$scratch/protocol.unix" ||
@@ -208,7 +216,7 @@ if [ "$status" -ne 1 ] || ! grep -q '^LogMessage 6 86 "" ""$' "$scratch/protocol
 fi
 echo "VideoPowerManagementTest under Wine: the policy cannot be changed there (86), the run stopped by itself"
 
-step "OpenGL3DRenderingTest under Wine on an X screen (64-bit build)"
+step "OpenGL3DRenderingTest under Wine on an X screen ($winbits-bit build)"
 # Wine's opengl32 on Mesa's software GLX: the run passes only when a pixel format was set and a
 # context made, and the 200 frames drawn; the sum is not compared, as the sim's calibration does
 # not hold for another renderer and window frame.
@@ -218,7 +226,7 @@ scratch=$(mktemp -d)
 cp "$top/messages/raster-scan.msg" "$scratch/"
 "$top/build/make-media" "$scratch"
 status=0
-(cd "$scratch" && xvfb-run -a -s "-screen 0 1024x768x24" wine "$top/build-win-x86_64/raster-scan.exe" \
+(cd "$scratch" && xvfb-run -a -s "-screen 0 1024x768x24" wine "$top/build-win-$winarch/raster-scan.exe" \
   -subtest=OpenGL3DRenderingTest -interactive=false -VerifyChecksum=false -Mode1024x768x32=true \
   >protocol.txt 2>/dev/null) || status=$?
 tr -d '\r' <"$scratch/protocol.txt" >"$scratch/protocol.unix"
