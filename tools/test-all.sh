@@ -19,9 +19,13 @@ cmake --build build -j"$jobs"
 ctest --test-dir build --output-on-failure -j"$jobs"
 
 step "Sanitizer build and tests"
-cmake -S . -B build-sanitize -DCMAKE_BUILD_TYPE=Debug -DRASTERSCAN_SANITIZE=ON >/dev/null
+cmake -S . -B build-sanitize -DCMAKE_BUILD_TYPE=Debug -DRASTERSCAN_SANITIZE=ON -DRASTERSCAN_E2E_RUNNER=OFF >/dev/null
 cmake --build build-sanitize -j"$jobs"
 ctest --test-dir build-sanitize --output-on-failure -j"$jobs"
+# The end-to-end cases, by the native runner, against the sanitized program.
+RASTERSCAN_E2E_PROGRAM="$top/build-sanitize/raster-scan" \
+RASTERSCAN_E2E_PROBE="$top/build-sanitize/tests/probe-diagnostic" \
+  ctest --test-dir build --output-on-failure -j"$jobs" -L e2e
 
 step "Fuzz targets, a bounded run each"
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DRASTERSCAN_TESTS=OFF \
