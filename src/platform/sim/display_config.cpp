@@ -383,9 +383,14 @@ bool BuildDisplayConfig(const MachineText& text, DisplayConfig& out, std::string
   std::map<int, AdapterConfig> adapters;
   std::map<int, std::pair<int, MonitorConfig>> monitors;  // number -> (display, monitor)
   std::vector<uint32_t> refusedSetCalls;
+  std::string stateFile;
   for (const auto& [section, keys] : text.Sections) {
     if (section == "displaypaths") {
       for (const auto& [key, entry] : keys) {
+        if (key == "statefile") {
+          stateFile = entry.Value;
+          continue;
+        }
         if (key != "refuseset") return error = KeyError(entry, "unknown key", key, section), false;
         for (const std::string& item : SplitList(entry.Value)) {
           int32_t call = 0;
@@ -451,6 +456,7 @@ bool BuildDisplayConfig(const MachineText& text, DisplayConfig& out, std::string
     if (!monitors.empty()) return error = "[monitor.N] without any [display.N]", false;
     out = DefaultDisplayConfig();
     out.RefusedSetCalls = refusedSetCalls;
+    out.StateFile = stateFile;
     return true;
   }
 
@@ -486,6 +492,7 @@ bool BuildDisplayConfig(const MachineText& text, DisplayConfig& out, std::string
     if (!CheckAdapter(a, n, error)) return false;
   }
   config.RefusedSetCalls = refusedSetCalls;
+  config.StateFile = stateFile;
   out = config;
   return true;
 }

@@ -111,6 +111,9 @@ struct DisplayConfig {
   std::vector<AdapterConfig> Adapters;
   // SetDisplayConfig calls, counted from 1, that the system refuses (a fault).
   std::vector<uint32_t> RefusedSetCalls;
+  // Host file rewritten after each applied SetDisplayConfig with the outputs and desktops, so
+  // that what a program left behind can be looked at; empty: none.
+  std::string StateFile;
 };
 
 // Output technology names of machine files and operator steps ("dvi", "vga", "hdmi"...); a

@@ -5,6 +5,7 @@
 #include "platform/sim/display_paths.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -107,6 +108,22 @@ TargetState* TargetOf(AdapterState& adapter, uint32_t id) {
   for (TargetState& t : adapter.Targets)
     if (t.Id == id) return &t;
   return nullptr;
+}
+
+// "\\.\DISPLAY1 4 1 active 0,0 primary": each output, whether it is on the desktop, and where.
+void WriteStateFile(const std::string& path) {
+  std::FILE* file = std::fopen(path.c_str(), "w");
+  if (file == nullptr) return;
+  for (const AdapterState& a : DisplayModel::Get().Adapters())
+    for (const TargetState& t : a.Targets) {
+      std::fprintf(file, "%s %d %u %s", a.Name.c_str(), static_cast<int>(t.Connector.Technology),
+                   static_cast<unsigned>(t.Connector.Instance), t.Active && a.OnDesktop() ? "active" : "inactive");
+      if (t.Active && a.OnDesktop())
+        std::fprintf(file, " %d,%d%s", static_cast<int>(a.Current.PositionX), static_cast<int>(a.Current.PositionY),
+                     a.Config.Primary ? " primary" : "");
+      std::fputc('\n', file);
+    }
+  std::fclose(file);
 }
 
 }  // namespace
@@ -269,6 +286,7 @@ int32_t PLATFORM_CALLBACK SetDisplayConfig(uint32_t pathCount, DisplayConfigPath
     w.Settings.Attached = w.Attached;
     model.Apply(a, w.Settings);
   }
+  if (!CurrentDisplayConfig().StateFile.empty()) WriteStateFile(CurrentDisplayConfig().StateFile);
   return 0;
 }
 

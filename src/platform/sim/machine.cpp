@@ -672,6 +672,8 @@ bool LoadMachine(std::string& error) {
   if (!folder.empty() && machine.DriveRoot[0] != '/') machine.DriveRoot = folder + "/" + machine.DriveRoot;
   if (!folder.empty() && !machine.Power.PolicyFile.empty() && machine.Power.PolicyFile[0] != '/')
     machine.Power.PolicyFile = folder + "/" + machine.Power.PolicyFile;
+  if (!folder.empty() && !machine.Display.StateFile.empty() && machine.Display.StateFile[0] != '/')
+    machine.Display.StateFile = folder + "/" + machine.Display.StateFile;
   if (!settings.Clock.empty()) {
     const std::string mode = Lower(settings.Clock);
     if (mode == "virtual") machine.VirtualClock = true;
