@@ -1,5 +1,5 @@
 // Threads of the program's own making: one call here for CreateThread, GetExitCodeThread and
-// TerminateThread. The handle is closed with CloseThreadHandle.
+// TerminateThread. The handle is closed with CloseHandle (handles.h).
 #pragma once
 
 #include <cstdint>
@@ -19,7 +19,5 @@ Handle CreateThread(ThreadProc proc, void* parameter, uint32_t* threadId);
 bool GetExitCodeThread(Handle thread, uint32_t& exitCode);
 // TerminateThread: the thread ends where it is, with `exitCode`.
 bool TerminateThread(Handle thread, uint32_t exitCode);
-// CloseHandle of a thread handle.
-bool CloseThreadHandle(Handle thread);
 
 }  // namespace platform

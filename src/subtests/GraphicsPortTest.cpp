@@ -603,7 +603,7 @@ void GraphicsPortTest::StopTimerThread(bool mustStop) {
   if (platform::GetExitCodeThread(TimerThreadHandle, exitCode) && exitCode == platform::StillActive &&
       !platform::TerminateThread(TimerThreadHandle, 0) && mustStop)
     Raise(990809, CategoryDeviceErrors, 4, "");
-  platform::CloseThreadHandle(TimerThreadHandle);
+  platform::CloseHandle(TimerThreadHandle);
   TimerThreadHandle = 0;
 }
 

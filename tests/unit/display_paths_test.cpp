@@ -221,7 +221,7 @@ TEST(HelperThreads, ASleepWaitsForTheProgramsClockAndATerminatedThreadEnds) {
   ASSERT_TRUE(TerminateThread(thread, 7));
   ASSERT_TRUE(GetExitCodeThread(thread, code));
   EXPECT_EQ(code, 7u);
-  EXPECT_TRUE(CloseThreadHandle(thread));
+  EXPECT_TRUE(CloseHandle(thread));
   EXPECT_FALSE(GetExitCodeThread(thread, code));
 }
 

@@ -106,9 +106,13 @@ bool TerminateThread(Handle handle, uint32_t exitCode) {
   return true;
 }
 
+namespace sim {
+
 bool CloseThreadHandle(Handle handle) {
   std::lock_guard<std::mutex> hold(tableLock);
   return Table().erase(handle) == 1;
 }
+
+}  // namespace sim
 
 }  // namespace platform

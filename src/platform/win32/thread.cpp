@@ -47,6 +47,4 @@ bool TerminateThread(Handle thread, uint32_t exitCode) {
   return ::TerminateThread(reinterpret_cast<HANDLE>(thread), exitCode) != FALSE;
 }
 
-bool CloseThreadHandle(Handle thread) { return ::CloseHandle(reinterpret_cast<HANDLE>(thread)) != FALSE; }
-
 }  // namespace platform
