@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <memory>
 
 #include "config/FileParser.h"
 #include "framework/ControlFiles.h"
@@ -22,20 +21,16 @@
 #include "platform/thread.h"
 #include "platform/walltime.h"
 #include "prompts/Prompts.h"
-#include "screen/MissingFiles.h"
+#include "subtests/RenderingLibrary.h"
 #include "text/TextHelpers.h"
 
 namespace {
 
-constexpr char kLibraryName[] = "d3dim9.dll";
 constexpr char kPortLogName[] = "videoportdetail.log";
 constexpr uint32_t kSetFlags = platform::SdcApply | platform::SdcUseSuppliedDisplayConfig | platform::SdcAllowChanges;
 // What a missing display configuration call gives, as the system's "not found" would.
 constexpr int32_t kNoEntryPoint = 31;
 constexpr uint32_t kPciListFlags = platform::DigcfPresent | platform::DigcfAllClasses;
-
-using NoArgument = int32_t (*)();
-using OneArgument = int32_t (*)(int32_t);
 
 [[noreturn]] void Raise(uint32_t code, int32_t category, uint32_t number, const std::string& text) {
   KestException* failure = new KestException(code);
@@ -50,21 +45,6 @@ using OneArgument = int32_t (*)(int32_t);
 }
 
 bool Interrupted() { return IsTerminationRequested() || IsConsoleInterrupted(); }
-
-template <typename F>
-F Export(platform::HModule library, const char* name) {
-  return reinterpret_cast<F>(platform::GetProcAddress(library, name));
-}
-
-// Gives the library back when a launch result raises.
-struct LoadedLibrary {
-  platform::HModule Module = 0;
-  ~LoadedLibrary() {
-    if (Module != 0) platform::FreeLibrary(Module);
-  }
-};
-
-int32_t LowByte(int32_t value) { return value & 0xFF; }
 
 std::string NarrowUtf16(const char16_t* text, size_t size) {
   std::wstring wide;
@@ -212,8 +192,7 @@ bool GraphicsPortTest::Run() {
     Kestout::LogMessage(CategoryServiceErrors, 1, "");
     Raise(995000, CategoryServiceErrors, 24, "");
   }
-  const std::string missing = FindMissingFiles(
-      {"D3DX9_24.dll", "D3DX9_25.dll", "D3DX9_26.dll", "D3DIM9.dll", "COIN.BMP", "BW.BMP", "BLOCKS.BMP"});
+  const std::string missing = MissingRenderingFiles();
   if (!missing.empty()) Raise(990618, CategoryDeviceErrors, 30, missing);
   if (!ReadPortConfiguration()) Raise(990811, CategoryServiceErrors, 222, IniFile);
   Kestout::LogMessage(CategorySubtests, 2, "");
@@ -536,16 +515,16 @@ int32_t GraphicsPortTest::ApplyPortConfiguration(int32_t pathIndex, bool restore
 int32_t GraphicsPortTest::RunRenderingOnPort(uint32_t& failureCode) {
   int32_t outcome = 0;
   LoadedLibrary library;
-  library.Module = platform::LoadLibraryA(kLibraryName);
+  library.Module = platform::LoadLibraryA(kRenderingLibrary);
   if (library.Module == 0) {
     Kestout::LogMessage(CategoryServiceErrors, 49, "");
   } else {
-    const auto graphicsPort = Export<OneArgument>(library.Module, "SetGraphicsPortTest");
-    const auto create = Export<NoArgument>(library.Module, "CreateD3DIM9Test");
-    const auto setMode = Export<OneArgument>(library.Module, "SetTestMode");
-    const auto launch = Export<NoArgument>(library.Module, "LaunchD3DIM9Test");
-    const auto status = Export<NoArgument>(library.Module, "GetPublicStatus");
-    const auto destroy = Export<NoArgument>(library.Module, "DeleteD3DIM9Test");
+    const auto graphicsPort = LibraryExport<LibraryCallWith>(library.Module, "SetGraphicsPortTest");
+    const auto create = LibraryExport<LibraryCall>(library.Module, "CreateD3DIM9Test");
+    const auto setMode = LibraryExport<LibraryCallWith>(library.Module, "SetTestMode");
+    const auto launch = LibraryExport<LibraryCall>(library.Module, "LaunchD3DIM9Test");
+    const auto status = LibraryExport<LibraryCall>(library.Module, "GetPublicStatus");
+    const auto destroy = LibraryExport<LibraryCall>(library.Module, "DeleteD3DIM9Test");
     if (graphicsPort != nullptr) graphicsPort(1);
     bool going = false;
     if (create != nullptr) {
@@ -565,16 +544,7 @@ int32_t GraphicsPortTest::RunRenderingOnPort(uint32_t& failureCode) {
           GraphicsPortTest* Test;
           ~TimerStop() { Test->StopTimerThread(false); }
         } stopLater{this};
-        const int32_t result = launch();
-        if (result == -1) {
-          Kestout::LogMessage(CategoryServiceErrors, 218, "");
-          throw new KestException(990669);
-        }
-        if (result == -2) {
-          Kestout::LogMessage(CategoryServiceErrors, 219, "");
-          throw new KestException(990670);
-        }
-        outcome = result == -3 ? -2 : result;
+        outcome = LaunchOutcome(launch());
         if (TimerExpired) outcome = -3;
         if (outcome == 1) {
           outcome = status != nullptr ? LowByte(status()) : 0;
@@ -613,12 +583,12 @@ uint32_t PLATFORM_CALLBACK GraphicsPortTest::TimerThread(void* parameter) {
   auto* test = static_cast<GraphicsPortTest*>(parameter);
   const uint32_t start = platform::GetTickCount();
   while ((platform::GetTickCount() - start) / 1000 <= static_cast<uint32_t>(test->TimeOut)) platform::Sleep(100);
-  const platform::HModule library = platform::LoadLibraryA(kLibraryName);
+  const platform::HModule library = platform::LoadLibraryA(kRenderingLibrary);
   if (library == 0) {
     Kestout::LogMessage(CategoryServiceErrors, 49, "");
     return 0;
   }
-  if (const auto expired = Export<OneArgument>(library, "SetTimerExpired")) {
+  if (const auto expired = LibraryExport<LibraryCallWith>(library, "SetTimerExpired")) {
     test->TimerExpired = true;
     expired(1);
   }

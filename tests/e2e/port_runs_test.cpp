@@ -93,7 +93,7 @@ TEST_F(PortRuns, BothWalksPassOnThreePortsOfTwoTypesAndPutTheStartConfigurationB
   }
 }
 
-TEST_F(PortRuns, EachPortIsTheOnlyDisplayWhileTheSceneRendersOnIt) {
+TEST_F(PortRuns, ARefusedRestoreLeavesTheLastPortAloneOnTheDesktop) {
   UseIni("ports-three-monitors");
   // A restore that is refused leaves the machine as the last port had it.
   const ProcessResult run = Ports(PortMachine("ports-three-monitors", "RefuseSet=4\n"), {"-INISection=connected"});
