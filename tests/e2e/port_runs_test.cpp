@@ -122,8 +122,7 @@ TEST_F(PortRuns, TwoIdenticalCardsAreNumberedAndTheirDesktopsComeBackWhereTheyWe
               "\\\\.\\DISPLAY1 4 1 active 0,0 primary\n\\\\.\\DISPLAY1 0 1 inactive\n"
               "\\\\.\\DISPLAY2 4 1 active 320,0\n\\\\.\\DISPLAY2 0 1 inactive\n");
   }
-  // Without the numbers the name selects no card: the section asks for a port on any card, and
-  // the first one found is taken twice.
+  // A name that is no card's selects none: the port is looked for on every card.
   WriteIni("[07A1]\n235,DVI,Matrox G200eR2#3\n");
   const ProcessResult unnamed = Ports(machine, {"-TestAllPorts=true", "-Retries=0"});
   EXPECT_EQ(unnamed.Status, 0) << unnamed.Stdout;
