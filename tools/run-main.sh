@@ -9,7 +9,9 @@
 # the screen) and by direct hardware access; between them GPUTest plays clock.avi at double speed in the
 # console window and judges the frame rate (a screenshot of its last frame), and the scripted
 # operator turns the screen for RotationTest and says whether it went dark for
-# VideoPowerManagementTest. Further arguments go to every run, e.g. -debug=true.
+# VideoPowerManagementTest; GraphicsPortTest makes each port of videoport.ini (the sample for the
+# machine from machines/videoport/) the only display and renders on it. Further arguments go to
+# every run, e.g. -debug=true.
 #   bash tools/run-main.sh [arguments...]
 # RASTERSCAN_MACHINE=<file> verifies on another machine, e.g. machines/display-stuck-pixel.ini.
 set -euo pipefail
@@ -72,6 +74,11 @@ run GPUTest -subtest=GPUTest "$@"
 # one who says whether the screen went dark when the display time-out was 2 seconds.
 RASTERSCAN_OPERATOR='wait 1500; rotate; wait 1500; rotate; wait 1500; rotate; wait 1500; rotate' run RotationTest -subtest=RotationTest "$@"
 RASTERSCAN_OPERATOR='answer ok; say-if-blank' run VideoPowerManagementTest -subtest=VideoPowerManagementTest "$@"
+# The machine's own sample of expected ports, else the built-in machine's.
+ports="$top/machines/videoport/$(basename "${field_machine:-default.ini}")"
+[ -f "$ports" ] || ports="$top/machines/videoport/default.ini"
+cp "$ports" videoport.ini
+run GraphicsPortTest -subtest=GraphicsPortTest "$@"
 unset RASTERSCAN_SCREENSHOTS
 run ExtendedVideoMemoryTest -subtest=ExtendedVideoMemoryTest "$@"
 

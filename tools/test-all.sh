@@ -220,6 +220,27 @@ if [ "$status" -ne 1 ] || ! grep -q '^LogMessage 6 86 "" ""$' "$scratch/protocol
 fi
 echo "VideoPowerManagementTest under Wine: the policy cannot be changed there (86), the run stopped by itself"
 
+step "GraphicsPortTest under Wine ($winbits-bit build)"
+# The display configuration calls are found by name in Wine's user32 and the paths are listed, but
+# Wine answers the adapter name of DisplayConfigGetDeviceInfo with ERROR_NOT_SUPPORTED (50), so the
+# run ends at the first scan with 990666 and that code. The support files need only be there.
+scratch=$(mktemp -d)
+cp "$top/messages/raster-scan.msg" "$scratch/"
+for file in D3DX9_24.dll D3DX9_25.dll D3DX9_26.dll D3DIM9.dll COIN.BMP BW.BMP BLOCKS.BMP; do : >"$scratch/$file"; done
+printf '[ports]\n235,DVI,\n' >"$scratch/videoport.ini"
+status=0
+(cd "$scratch" && timeout 120 xvfb-run -a -s "-screen 0 1024x768x24" wine "$top/build-win-$winarch/raster-scan.exe" \
+  -subtest=GraphicsPortTest -INISection=ports >protocol.txt 2>/dev/null) || status=$?
+tr -d '\r' <"$scratch/protocol.txt" >"$scratch/protocol.unix"
+if [ "$status" -ne 1 ] || ! grep -q '^LogMessage 8 8 "WIN32 Error occured 50 " ""$' "$scratch/protocol.unix" ||
+   ! grep -q '^TestFailed 990666 ""$' "$scratch/protocol.unix"; then
+  echo "GraphicsPortTest under Wine did not end as Wine's display configuration has it (status $status):"
+  cat "$scratch/protocol.unix"
+  exit 1
+fi
+echo "GraphicsPortTest under Wine: paths listed, no adapter names there (990666, error 50)"
+rm -rf "$scratch"
+
 step "OpenGL3DRenderingTest under Wine on an X screen ($winbits-bit build)"
 # Wine's opengl32 on Mesa's software GLX: the run passes only when a pixel format was set and a
 # context made, and the 200 frames drawn; the sum is not compared, as the sim's calibration does

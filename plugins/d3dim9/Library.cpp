@@ -157,6 +157,12 @@ int32_t RunScene(Test& t) {
     if (shown == PresentResult::Shown) ++frame;
   }
   t.Checksum = s.ScreenChecksum();
+  // The port test has its own time limit and asks the operator for cables, not for digits: a
+  // scene that reached the screen of the port passes.
+  if (t.GraphicsPort) {
+    t.Status = t.Checksum != 0 ? 1 : 0;
+    return 1;
+  }
   if (t.Mode != kInteractive) {
     t.Status = 1;
     return 1;

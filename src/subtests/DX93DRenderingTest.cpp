@@ -9,38 +9,18 @@
 #include "framework/Kestout.h"
 #include "platform/library.h"
 #include "screen/CalibrationStore.h"
-#include "screen/MissingFiles.h"
 #include "screen/ScreenArguments.h"
 #include "screen/ScreenFlow.h"
+#include "subtests/RenderingLibrary.h"
 #include "text/TextHelpers.h"
 
 namespace {
-
-constexpr char kLibraryName[] = "d3dim9.dll";
-
-using NoArgument = int32_t (*)();
-using OneArgument = int32_t (*)(int32_t);
 
 [[noreturn]] void Raise(uint32_t code, int32_t category, uint32_t number, const std::string& text) {
   KestException* failure = new KestException(code);
   if (number != 0) failure->AddMessage(category, number, text);
   throw failure;
 }
-
-template <typename F>
-F Export(platform::HModule library, const char* name) {
-  return reinterpret_cast<F>(platform::GetProcAddress(library, name));
-}
-
-// Gives the library back when a launch result raises.
-struct LoadedLibrary {
-  platform::HModule Module = 0;
-  ~LoadedLibrary() {
-    if (Module != 0) platform::FreeLibrary(Module);
-  }
-};
-
-int32_t LowByte(int32_t value) { return value & 0xFF; }
 
 }  // namespace
 
@@ -63,18 +43,18 @@ DX93DRenderingTest::~DX93DRenderingTest() = default;
 // A verdict other than a match is the negative one (message 95).
 int32_t DX93DRenderingTest::RunRenderingSequence() {
   LoadedLibrary library;
-  library.Module = platform::LoadLibraryA(kLibraryName);
+  library.Module = platform::LoadLibraryA(kRenderingLibrary);
   Kestout::UpdatePercentage(25);
   if (library.Module == 0) {
     Kestout::LogMessage(CategoryServiceErrors, 49, "");
     return -1;
   }
-  const auto create = Export<NoArgument>(library.Module, "CreateD3DIM9Test");
-  const auto setMode = Export<OneArgument>(library.Module, "SetTestMode");
-  const auto launch = Export<NoArgument>(library.Module, "LaunchD3DIM9Test");
-  const auto status = Export<NoArgument>(library.Module, "GetPublicStatus");
-  const auto checksum = Export<NoArgument>(library.Module, "GetPublicChecksum");
-  const auto destroy = Export<NoArgument>(library.Module, "DeleteD3DIM9Test");
+  const auto create = LibraryExport<LibraryCall>(library.Module, "CreateD3DIM9Test");
+  const auto setMode = LibraryExport<LibraryCallWith>(library.Module, "SetTestMode");
+  const auto launch = LibraryExport<LibraryCall>(library.Module, "LaunchD3DIM9Test");
+  const auto status = LibraryExport<LibraryCall>(library.Module, "GetPublicStatus");
+  const auto checksum = LibraryExport<LibraryCall>(library.Module, "GetPublicChecksum");
+  const auto destroy = LibraryExport<LibraryCall>(library.Module, "DeleteD3DIM9Test");
   Kestout::UpdatePercentage(35);
 
   int32_t outcome = create != nullptr ? LowByte(create()) : 0;
@@ -88,16 +68,7 @@ int32_t DX93DRenderingTest::RunRenderingSequence() {
     if (launch == nullptr) {
       outcome = 0;
     } else {
-      const int32_t result = launch();
-      if (result == -1) {
-        Kestout::LogMessage(CategoryServiceErrors, 218, "");
-        throw new KestException(990669);
-      }
-      if (result == -2) {
-        Kestout::LogMessage(CategoryServiceErrors, 219, "");
-        throw new KestException(990670);
-      }
-      outcome = result == -3 ? -2 : result;
+      outcome = LaunchOutcome(launch());
     }
     Kestout::UpdatePercentage(50);
   }
@@ -141,8 +112,7 @@ bool DX93DRenderingTest::Run() {
   RequireCalibrationFile(Calibrate, Interactive, VerifyChecksum);
   Kestout::UpdatePercentage(1);
   if (Calibrate) SetCalibrating(true);
-  const std::string missing = FindMissingFiles(
-      {"D3DX9_24.dll", "D3DX9_25.dll", "D3DX9_26.dll", "D3DIM9.dll", "COIN.BMP", "BW.BMP", "BLOCKS.BMP"});
+  const std::string missing = MissingRenderingFiles();
   if (!missing.empty()) Raise(990618, CategoryDeviceErrors, 30, missing);
   Kestout::LogMessage(CategorySubtests, 2, "");
   Kestout::UpdatePercentage(5);

@@ -6,6 +6,7 @@
 
 #include "platform/sim/clock_state.h"
 #include "platform/sim/machine.h"
+#include "platform/sim/thread_sim.h"
 
 namespace platform {
 
@@ -33,6 +34,16 @@ uint32_t GetTickCount() {
 }
 
 void Sleep(uint32_t milliseconds) {
+  sim::EndIfTerminated();
+  if (sim::CurrentMachine().VirtualClock && sim::OnHelperThread()) {
+    // A helper thread waits for the program's thread to move the clock on.
+    const uint32_t start = virtualTick.load();
+    while (virtualTick.load() - start < milliseconds) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      sim::EndIfTerminated();
+    }
+    return;
+  }
   if (sim::CurrentMachine().VirtualClock) {
     virtualTick += milliseconds;
     // Time passes at once, but other threads (the console handler) still get to run.
@@ -40,6 +51,7 @@ void Sleep(uint32_t milliseconds) {
     return;
   }
   std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+  sim::EndIfTerminated();
 }
 
 }  // namespace platform

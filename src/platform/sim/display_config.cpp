@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <map>
@@ -15,6 +16,10 @@ namespace sim {
 
 bool operator==(const ModeSize& a, const ModeSize& b) {
   return a.Width == b.Width && a.Height == b.Height && a.Bits == b.Bits;
+}
+
+bool operator==(const ConnectorConfig& a, const ConnectorConfig& b) {
+  return a.Technology == b.Technology && a.Instance == b.Instance;
 }
 
 namespace {
@@ -215,6 +220,33 @@ const std::map<std::string, AdapterReader>& AdapterSchema() {
       {"directdrawfails",
        [](const std::string& v, AdapterConfig& a) { return ParseDirectDrawCalls(v, a.FailingDirectDrawCalls); }},
       {"lockshowsownbuffer", [](const std::string& v, AdapterConfig& a) { return ParseBool(v, a.LockShowsOwnBuffer); }},
+      {"connectors",
+       [](const std::string& v, AdapterConfig& a) {
+         a.Connectors.clear();
+         for (const std::string& item : SplitList(v)) {
+           ConnectorConfig c;
+           if (!ParseConnector(item, c) ||
+               std::find(a.Connectors.begin(), a.Connectors.end(), c) != a.Connectors.end())
+             return false;
+           a.Connectors.push_back(c);
+         }
+         return !a.Connectors.empty() && a.Connectors.size() <= 16;
+       }},
+      {"sources",
+       [](const std::string& v, AdapterConfig& a) {
+         int32_t n = 0;
+         if (!ParseInt(v, n) || n < 1 || n > 4) return false;
+         a.Sources = static_cast<uint32_t>(n);
+         return true;
+       }},
+      {"pci",
+       [](const std::string& v, AdapterConfig& a) {
+         unsigned bus = 0, device = 0, function = 0;
+         char end = 0;
+         if (std::sscanf(v.c_str(), "%2x:%2x.%1x%c", &bus, &device, &function, &end) != 3) return false;
+         a.PciFunction = Lower(v);
+         return device <= 0x1F && function <= 7;
+       }},
   };
   return schema;
 }
@@ -240,9 +272,41 @@ bool CheckAdapter(const AdapterConfig& a, int number, std::string& error) {
     for (const ModeSize& m : *list)
       if (!Contains(a.Modes, m)) return error = where + ": " + ModeSizeText(m) + " is not in Modes", false;
   if (a.Primary && !a.Attached) return error = where + ": the primary adapter must be attached", false;
+  std::vector<bool> taken(a.Connectors.size(), false);
+  for (const MonitorConfig& m : a.Monitors) {
+    if (m.Port < 1 || static_cast<size_t>(m.Port) > a.Connectors.size())
+      return error = where + ": a monitor's Port names no connector", false;
+    if (taken[static_cast<size_t>(m.Port - 1)]) return error = where + ": two monitors on one connector", false;
+    taken[static_cast<size_t>(m.Port - 1)] = true;
+    if (m.Source >= a.Sources) return error = where + ": a monitor's Source is not below Sources", false;
+  }
   if (!a.FrameBufferFaults.empty() && !ByteFaultsSupported())
     return error = where + ": stuck and flaky frame buffer bytes need an x86 host", false;
   return true;
+}
+
+// Outputs for an adapter that does not list its own: a digital and an analogue one, and one
+// more digital output for each further monitor.
+void DefaultConnectors(AdapterConfig& a) {
+  if (!a.Connectors.empty() || a.Kind != AdapterKind::Adapter) return;
+  a.Connectors = {{4, 1}, {0, 1}};
+  for (uint32_t n = 2; a.Connectors.size() < a.Monitors.size(); ++n) a.Connectors.push_back({4, n});
+}
+
+// Monitors without a Port take the free connectors in order.
+void PlaceMonitors(AdapterConfig& a) {
+  std::vector<bool> taken(a.Connectors.size(), false);
+  for (const MonitorConfig& m : a.Monitors)
+    if (m.Port >= 1 && static_cast<size_t>(m.Port) <= taken.size()) taken[static_cast<size_t>(m.Port - 1)] = true;
+  for (MonitorConfig& m : a.Monitors) {
+    if (m.Port != 0) continue;
+    for (size_t i = 0; i < taken.size(); ++i)
+      if (!taken[i]) {
+        taken[i] = true;
+        m.Port = static_cast<int32_t>(i + 1);
+        break;
+      }
+  }
 }
 
 }  // namespace
@@ -280,20 +344,64 @@ DisplayConfig DefaultDisplayConfig() {
     }
   }
   adapter.Monitors.push_back(MonitorConfig{});
+  DefaultConnectors(adapter);
+  PlaceMonitors(adapter);
   DisplayConfig config;
   config.Adapters.push_back(adapter);
   return config;
 }
 
 bool IsDisplaySection(const std::string& section) {
-  return SectionNumber(section, "display.") > 0 || SectionNumber(section, "monitor.") > 0;
+  return SectionNumber(section, "display.") > 0 || SectionNumber(section, "monitor.") > 0 || section == "displaypaths";
 }
+
+bool ParseOutputTechnology(const std::string& text, int32_t& out) {
+  static const std::map<std::string, int32_t> names = {
+      {"other", -1},         {"vga", 0},   {"hd15", 0},  {"svideo", 1},   {"composite", 2},
+      {"component", 3},      {"dvi", 4},   {"hdmi", 5},  {"lvds", 6},     {"d-jpn", 8},
+      {"sdi", 9},            {"displayport", 10},        {"displayport-embedded", 11},
+      {"udi", 12},           {"udi-embedded", 13},       {"sdtv-dongle", 14},
+      {"internal", static_cast<int32_t>(0x80000000u)}};
+  const std::string t = Lower(Strip(text));
+  auto named = names.find(t);
+  if (named != names.end()) return out = named->second, true;
+  return ParseInt(t, out, true);
+}
+
+bool ParseConnector(const std::string& text, ConnectorConfig& out) {
+  std::istringstream words(text);
+  std::string technology, instance, extra;
+  if (!(words >> technology >> instance) || (words >> extra)) return false;
+  int32_t number = 0;
+  if (!ParseOutputTechnology(technology, out.Technology) || !ParseInt(instance, number)) return false;
+  out.Instance = static_cast<uint32_t>(number);
+  return true;
+}
+
 
 bool BuildDisplayConfig(const MachineText& text, DisplayConfig& out, std::string& error) {
   std::map<int, AdapterConfig> adapters;
   std::map<int, std::pair<int, MonitorConfig>> monitors;  // number -> (display, monitor)
+  std::vector<uint32_t> refusedSetCalls;
+  std::string stateFile;
   for (const auto& [section, keys] : text.Sections) {
-    if (int n = SectionNumber(section, "display."); n > 0) {
+    if (section == "displaypaths") {
+      for (const auto& [key, entry] : keys) {
+        if (key == "statefile") {
+          stateFile = entry.Value;
+          continue;
+        }
+        if (key != "refuseset") return error = KeyError(entry, "unknown key", key, section), false;
+        for (const std::string& item : SplitList(entry.Value)) {
+          int32_t call = 0;
+          if (!ParseInt(item, call) || call < 1)
+            return error = "line " + std::to_string(entry.Line) + ": bad value '" + entry.Value + "' for '" + key +
+                           "' in [" + section + "]",
+                   false;
+          refusedSetCalls.push_back(static_cast<uint32_t>(call));
+        }
+      }
+    } else if (int n = SectionNumber(section, "display."); n > 0) {
       AdapterConfig a;
       a.Description.clear();
       bool attachedGiven = keys.count("attached") != 0;
@@ -326,6 +434,12 @@ bool BuildDisplayConfig(const MachineText& text, DisplayConfig& out, std::string
           good = !entry.Value.empty();
         } else if (key == "connected") {
           good = ParseBool(entry.Value, monitor.Connected);
+        } else if (key == "port") {
+          good = ParseInt(entry.Value, monitor.Port) && monitor.Port >= 1;
+        } else if (key == "source") {
+          int32_t source = 0;
+          good = ParseInt(entry.Value, source);
+          monitor.Source = static_cast<uint32_t>(source);
         } else {
           return error = KeyError(entry, "unknown key", key, section), false;
         }
@@ -341,6 +455,8 @@ bool BuildDisplayConfig(const MachineText& text, DisplayConfig& out, std::string
   if (adapters.empty()) {
     if (!monitors.empty()) return error = "[monitor.N] without any [display.N]", false;
     out = DefaultDisplayConfig();
+    out.RefusedSetCalls = refusedSetCalls;
+    out.StateFile = stateFile;
     return true;
   }
 
@@ -371,8 +487,12 @@ bool BuildDisplayConfig(const MachineText& text, DisplayConfig& out, std::string
     // An adapter that no [monitor.N] names has one monitor; pseudo devices have none.
     bool named = std::any_of(monitors.begin(), monitors.end(), [n = n](const auto& e) { return e.second.first == n; });
     if (!named && a.Kind == AdapterKind::Adapter) a.Monitors.push_back(MonitorConfig{});
+    DefaultConnectors(a);
+    PlaceMonitors(a);
     if (!CheckAdapter(a, n, error)) return false;
   }
+  config.RefusedSetCalls = refusedSetCalls;
+  config.StateFile = stateFile;
   out = config;
   return true;
 }

@@ -23,7 +23,19 @@ bool operator==(const ModeSize& a, const ModeSize& b);
 struct MonitorConfig {
   std::string Description = "Generic PnP Monitor";
   bool Connected = true;
+  // The connector it is plugged into, from 1 in the adapter's list; 0: the next free one.
+  int32_t Port = 0;
+  // The source that drives it when it is on the desktop.
+  uint32_t Source = 0;
 };
+
+// A video output of an adapter: its output technology (DISPLAYCONFIG_VIDEO_OUTPUT_TECHNOLOGY)
+// and its connector instance among the outputs of that technology.
+struct ConnectorConfig {
+  int32_t Technology = 4;
+  uint32_t Instance = 1;
+};
+bool operator==(const ConnectorConfig& a, const ConnectorConfig& b);
 
 enum class AdapterKind { Adapter, Mirror, Remote };
 
@@ -85,16 +97,36 @@ struct AdapterConfig {
   // mode is set; offsets past the frame buffer have no effect in that mode (a fault).
   std::vector<ByteFault> FrameBufferFaults;
   std::vector<MonitorConfig> Monitors;
+  // Its outputs; without the key "dvi 1, vga 1" (and more DVI outputs for more monitors).
+  std::vector<ConnectorConfig> Connectors;
+  // The sources (desktops) it can drive at once; paths are listed for each source and output.
+  uint32_t Sources = 1;
+  // The PCI function of the card, "bb:dd.f"; empty: the display controllers in bus order.
+  std::string PciFunction;
+  // The card's PnP instance id, set by the machine builder from its PCI function.
+  std::string InstanceId;
 };
 
 struct DisplayConfig {
   std::vector<AdapterConfig> Adapters;
+  // SetDisplayConfig calls, counted from 1, that the system refuses (a fault).
+  std::vector<uint32_t> RefusedSetCalls;
+  // Host file rewritten after each applied SetDisplayConfig with the outputs and desktops, so
+  // that what a program left behind can be looked at; empty: none.
+  std::string StateFile;
 };
+
+// Output technology names of machine files and operator steps ("dvi", "vga", "hdmi"...); a
+// number is taken as the value itself.
+bool ParseOutputTechnology(const std::string& text, int32_t& out);
+// "dvi 1": a technology and a connector instance.
+bool ParseConnector(const std::string& text, ConnectorConfig& out);
 
 // The built-in display: one adapter with one monitor and a wide mode list, 1024x768x32 at 60 Hz.
 DisplayConfig DefaultDisplayConfig();
 
-// True for a section this file owns: "display.N" and "monitor.N" (lowered, N a number).
+// True for a section this file owns: "display.N", "monitor.N" (lowered, N a number) and
+// "displaypaths".
 bool IsDisplaySection(const std::string& section);
 
 // Builds the display from the [Display.N] and [Monitor.N] sections of a machine text, checking

@@ -96,6 +96,7 @@ DisplayModel& DisplayModel::Get() {
 
 void DisplayModel::Build(const DisplayConfig& config) {
   ++epoch_;
+  SetDisplayConfigCalls = 0;
   for (size_t i = 0; i < adapters_.size(); ++i) {
     DetachFrameBuffer(adapters_[i].FrameBuffer);
     SetByteFaults(FrameBufferOf(i), {});
@@ -124,6 +125,27 @@ void DisplayModel::Build(const DisplayConfig& config) {
     if (c.Registry.Width != 0) {
       a.Registry.Mode = c.Registry;
       a.Registry.Refresh = a.RatesOf(c.Registry).front();
+    }
+    if (c.Kind == AdapterKind::Adapter) {
+      // Target ids are unique across adapters, as the program keys its ports by them alone.
+      a.Luid = 0xD000u + static_cast<uint32_t>(adapterNumber);
+      for (size_t i = 0; i < c.Connectors.size(); ++i) {
+        TargetState t;
+        t.Connector = c.Connectors[i];
+        t.Id = static_cast<uint32_t>(adapterNumber) * 0x1000u + 0x100u + static_cast<uint32_t>(i);
+        a.Targets.push_back(t);
+      }
+      bool activeTaken = false;
+      for (const MonitorConfig& m : c.Monitors) {
+        if (!m.Connected || m.Port < 1 || static_cast<size_t>(m.Port) > a.Targets.size()) continue;
+        TargetState& t = a.Targets[static_cast<size_t>(m.Port - 1)];
+        t.HasMonitor = true;
+        t.MonitorName = m.Description;
+        t.Source = m.Source;
+        // One monitor of an attached adapter is on the desktop: the first connected one.
+        t.Active = c.Attached && !activeTaken;
+        activeTaken = activeTaken || t.Active;
+      }
     }
     SetByteFaults(FrameBufferOf(adapters_.size()), c.FrameBufferFaults);
     adapters_.push_back(std::move(a));
@@ -259,6 +281,17 @@ DisplayRect DisplayModel::VirtualScreen() const {
     box.Bottom = std::max(box.Bottom, r.Bottom);
   }
   return box;
+}
+
+bool DisplayModel::ConnectMonitor(const ConnectorConfig& connector) {
+  for (AdapterState& a : adapters_)
+    for (TargetState& t : a.Targets)
+      if (t.Connector == connector && !t.HasMonitor) {
+        t.HasMonitor = true;
+        t.MonitorName = "Generic PnP Monitor";
+        return true;
+      }
+  return false;
 }
 
 void SetDisplayConfig(const DisplayConfig& config) {

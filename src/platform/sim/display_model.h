@@ -28,8 +28,22 @@ struct DisplaySettings {
   bool Attached = false;
 };
 
+// One output of an adapter as the display configuration sees it: a target, with or without a
+// monitor on its cable, on the desktop (active) from one of the adapter's sources or not.
+struct TargetState {
+  ConnectorConfig Connector;
+  uint32_t Id = 0;
+  bool HasMonitor = false;
+  std::string MonitorName;
+  bool Active = false;
+  uint32_t Source = 0;
+};
+
 struct AdapterState {
   AdapterConfig Config;
+  // The adapter's LUID (low part; the high part is 0) and its outputs.
+  uint32_t Luid = 0;
+  std::vector<TargetState> Targets;
   std::string Name;  // "\\.\DISPLAY1"; pseudo devices "\\.\DISPLAYV1"
   Guid DirectDrawGuid;
   // Present settings; when not attached, Mode is the one it would come back in.
@@ -75,6 +89,11 @@ class DisplayModel {
 
   DisplayRect RectOf(const AdapterState& adapter) const;
   DisplayRect VirtualScreen() const;
+
+  // A cable plugged into the first output of that kind that has none; false if there is none.
+  bool ConnectMonitor(const ConnectorConfig& connector);
+  // SetDisplayConfig calls so far, for the refusals of the display configuration.
+  uint32_t SetDisplayConfigCalls = 0;
 
  private:
   DisplayModel() = default;

@@ -3,6 +3,7 @@
 #include <map>
 
 #include "platform/sim/handle_table.h"
+#include "platform/sim/thread_sim.h"
 
 namespace platform {
 
@@ -55,6 +56,7 @@ bool CloseHandleOfKind(Handle handle, HandleKind kind) {
 }  // namespace sim
 
 bool CloseHandle(Handle handle) {
+  if (sim::CloseThreadHandle(handle)) return true;
   auto found = Table().find(handle);
   if (found == Table().end() ||
       (found->second.Kind != sim::HandleKind::Device && found->second.Kind != sim::HandleKind::Token)) {

@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 
 #include "platform/sim/display_model.h"
+#include "platform/sim/pnp_ids.h"
 #include "platform/sim/environment.h"
 #include "platform/sim/host_file.h"
 #include "platform/sim/management.h"
@@ -480,6 +481,35 @@ const std::map<std::string, std::map<std::string, KeyReader>>& Schema() {
   return schema;
 }
 
+// Each display adapter is a card on PCI: the one its Pci key names, else the display controllers
+// in bus order. Its adapter path (display configuration) holds the card's instance id, as the
+// device tree and the management class give it.
+bool LinkAdaptersToCards(Machine& machine, std::string& error) {
+  std::vector<const PciDevice*> cards;
+  for (const PciDevice& device : machine.PciDevices)
+    if ((device.ClassCode >> 16) == 0x03 && device.DisplayDriver) cards.push_back(&device);
+  size_t next = 0;
+  int number = 0;
+  for (AdapterConfig& adapter : machine.Display.Adapters) {
+    if (adapter.Kind != AdapterKind::Adapter) continue;
+    ++number;
+    const PciDevice* card = nullptr;
+    if (!adapter.PciFunction.empty()) {
+      for (const PciDevice& device : machine.PciDevices) {
+        char name[16];
+        std::snprintf(name, sizeof name, "%02x:%02x.%x", device.Bus, device.Device, device.Function);
+        if (adapter.PciFunction == name) card = &device;
+      }
+      if (card == nullptr) return error = "a [display.N] Pci=" + adapter.PciFunction + " names no [PCI bb:dd.f]", false;
+    } else if (next < cards.size()) {
+      card = cards[next++];
+    }
+    // Without a card on PCI the adapter still needs an id of its own.
+    adapter.InstanceId = card != nullptr ? PciInstanceId(*card) : adapter.DeviceId + "\\0&0&0&" + std::to_string(number);
+  }
+  return true;
+}
+
 }  // namespace
 
 bool ParseMachineText(const std::string& text, MachineText& out, std::string& error) {
@@ -607,6 +637,7 @@ bool BuildMachine(const MachineText& text, Machine& out, std::string& error) {
         machine.Display.Adapters[0].Description = device.Description;
         break;
       }
+  if (!LinkAdaptersToCards(machine, error)) return false;
   out = machine;
   return true;
 }
@@ -641,6 +672,8 @@ bool LoadMachine(std::string& error) {
   if (!folder.empty() && machine.DriveRoot[0] != '/') machine.DriveRoot = folder + "/" + machine.DriveRoot;
   if (!folder.empty() && !machine.Power.PolicyFile.empty() && machine.Power.PolicyFile[0] != '/')
     machine.Power.PolicyFile = folder + "/" + machine.Power.PolicyFile;
+  if (!folder.empty() && !machine.Display.StateFile.empty() && machine.Display.StateFile[0] != '/')
+    machine.Display.StateFile = folder + "/" + machine.Display.StateFile;
   if (!settings.Clock.empty()) {
     const std::string mode = Lower(settings.Clock);
     if (mode == "virtual") machine.VirtualClock = true;

@@ -25,13 +25,14 @@ namespace sim {
 
 namespace {
 
-enum class Kind { Digit, Digits, KeypadDigit, WrongDigit, Key, Type, TypeSlowly, Answer, SayIfBlank, Close, Rotate, Nothing, Wait, GiveUp };
+enum class Kind { Digit, Digits, KeypadDigit, WrongDigit, Key, Type, TypeSlowly, Answer, SayIfBlank, Close, Rotate, Connect, Nothing, Wait, GiveUp };
 
 struct Step {
   Kind What = Kind::Nothing;
   uint32_t Number = 0;
   bool Alt = false;  // a key pressed with Alt held
   std::string Text;
+  ConnectorConfig Port;  // Connect: the output the cable goes into
 };
 
 constexpr uint32_t DefaultGiveUp = 600000;
@@ -150,6 +151,10 @@ bool ParseScript(const std::string& script, std::deque<Step>& steps, std::string
     } else if (word == "say-if-blank") step.What = Kind::SayIfBlank;
     else if (word == "close") step.What = Kind::Close;
     else if (word == "rotate") step.What = Kind::Rotate;
+    else if (word == "connect") {
+      step.What = Kind::Connect;
+      ok = ParseConnector(rest, step.Port);
+    }
     else if (word == "nothing") step.What = Kind::Nothing;
     else if (word == "wait") {
       step.What = Kind::Wait;
@@ -307,6 +312,12 @@ bool TryStep(Step& step, Hwnd front, uint32_t now, uint32_t& wakeAt, bool& done)
       break;
   }
   if (front == 0) return false;
+  if (step.What == Kind::Connect) {
+    // Asked for a cable, the person plugs a monitor into that output; the prompt stays up.
+    done = true;
+    if (!DisplayModel::Get().ConnectMonitor(step.Port)) Complain("there is no free output of that kind to connect");
+    return false;
+  }
   switch (step.What) {
     case Kind::Digit:
     case Kind::KeypadDigit:

@@ -18,6 +18,8 @@
 //                    the monitor went dark since the step before, No when it did not
 //   close            close the front window
 //   rotate           turn the screen a quarter turn, as the machine's [Rotation] Turn takes it
+//   connect <port>   while a window is up, plug a monitor's cable into the first output of that
+//                    kind that has none ("connect hdmi 1": technology and connector instance)
 //   nothing          do nothing while the present front window is up
 //   wait <ms>        let that much time pass first
 //   give-up <ms>     how long the operator waits with nothing to do before giving up

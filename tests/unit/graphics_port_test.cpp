@@ -1,0 +1,112 @@
+// GraphicsPortTest's rules on their own: connector names, the matching of expected and detected
+// ports, the numbers of identical cards, port types with instances, and the port log's body.
+#include <gtest/gtest.h>
+
+#include "subtests/GraphicsPortTest.h"
+
+namespace {
+
+const char kCardId[] = "PCI\\VEN_102B&DEV_0534&SUBSYS_02351028&REV_00\\4&1D9A1E5C&0&00";
+
+DetectedPort Detected(const std::string& type, uint32_t instance, const std::string& deviceId = kCardId) {
+  DetectedPort port;
+  port.PortType = type;
+  port.ConnectorInstance = instance;
+  port.AdapterPath = "\\\\?\\" + deviceId + "\\{5B45201D-F2F2-4F3B-85BB-30FF1F953599}";
+  return port;
+}
+
+ExpectedPort Expected(const std::string& field, const std::string& deviceId = "") {
+  ExpectedPort port;
+  SetPortType(port, field);
+  port.CardDeviceId = deviceId;
+  return port;
+}
+
+TEST(GraphicsPortRules, ConnectorNamesByOutputTechnology) {
+  EXPECT_EQ(ConnectorName(0), "VGA");
+  EXPECT_EQ(ConnectorName(4), "DVI");
+  EXPECT_EQ(ConnectorName(2), ConnectorName(3));
+  EXPECT_EQ(ConnectorName(10), "DISPLAYPORT_EXTERNAL");
+  EXPECT_EQ(ConnectorName(14), "SDTV-DONGAL");
+  EXPECT_EQ(ConnectorName(-1), "OTHER");
+  EXPECT_EQ(ConnectorName(static_cast<int32_t>(0x80000000u)), "INTERNAL");
+  EXPECT_EQ(ConnectorName(7), "");
+  EXPECT_EQ(ConnectorName(15), "");
+}
+
+TEST(GraphicsPortRules, TypeInstanceAndCardDecideAMatch) {
+  const ExpectedPort dvi = Expected("dvi");
+  EXPECT_EQ(dvi.PortType, "DVI");
+  EXPECT_TRUE(dvi.AnyInstance);
+  EXPECT_TRUE(PortMatches(dvi, Detected("DVI", 1)));
+  EXPECT_TRUE(PortMatches(dvi, Detected("DVI", 2)));
+  EXPECT_FALSE(PortMatches(dvi, Detected("VGA", 1)));
+
+  const ExpectedPort second = Expected("DVI-2");
+  EXPECT_FALSE(second.AnyInstance);
+  EXPECT_EQ(second.ConnectorInstance, 2);
+  EXPECT_FALSE(PortMatches(second, Detected("DVI", 1)));
+  EXPECT_TRUE(PortMatches(second, Detected("DVI", 2)));
+  // The number is behind the last dash of the type.
+  EXPECT_EQ(Expected("D-JPN-3").ConnectorInstance, 3);
+  EXPECT_TRUE(PortMatches(Expected("D-JPN-3"), Detected("D-JPN", 3)));
+
+  // The detected name is looked for in the expected type, case and all.
+  EXPECT_TRUE(PortMatches(Expected("HDMI"), Detected("HDMI", 1)));
+  EXPECT_FALSE(PortMatches(dvi, Detected("dvi", 1)));
+  // A port of a type without a name is in every expected type.
+  EXPECT_TRUE(PortMatches(Expected("VGA"), Detected("", 1)));
+
+  // The card's device id must be in the adapter path; an unknown card asks for none.
+  const std::string other = "PCI\\VEN_102B&DEV_0534&SUBSYS_02351028&REV_00\\4&1D9A1E5D&0&00";
+  EXPECT_TRUE(PortMatches(Expected("DVI", kCardId), Detected("DVI", 1)));
+  EXPECT_FALSE(PortMatches(Expected("DVI", other), Detected("DVI", 1)));
+  EXPECT_TRUE(PortMatches(Expected("DVI", ""), Detected("DVI", 1, other)));
+}
+
+VideoCardMap Cards(std::initializer_list<std::pair<int32_t, const char*>> cards) {
+  VideoCardMap map;
+  for (const auto& [number, description] : cards) map.emplace(number, VideoCard{number, description, ""});
+  return map;
+}
+
+std::vector<std::string> Descriptions(const VideoCardMap& cards) {
+  std::vector<std::string> out;
+  for (const auto& card : cards) out.push_back(card.second.Description);
+  return out;
+}
+
+TEST(GraphicsPortRules, IdenticalCardsAreNumberedInSlotOrder) {
+  VideoCardMap two = Cards({{2, "Matrox G200eR2"}, {1, "Matrox G200eR2"}, {3, "Other"}});
+  NumberIdenticalCards(two);
+  EXPECT_EQ(Descriptions(two), (std::vector<std::string>{"Matrox G200eR2#1", "Matrox G200eR2#2", "Other"}));
+
+  // Cards without a slot number keep their text.
+  VideoCardMap unnumbered = Cards({{0, "Card"}, {0, "Card"}, {1, "Other"}});
+  NumberIdenticalCards(unnumbered);
+  EXPECT_EQ(Descriptions(unnumbered), (std::vector<std::string>{"Card", "Card", "Other"}));
+
+  VideoCardMap different = Cards({{1, "A"}, {2, "B"}});
+  NumberIdenticalCards(different);
+  EXPECT_EQ(Descriptions(different), (std::vector<std::string>{"A", "B"}));
+}
+
+TEST(GraphicsPortRules, ThePortLogListsEachCardsPortsAndCountsThem) {
+  const std::string otherId = "PCI\\VEN_10DE&DEV_0A65&SUBSYS_00000000&REV_A2\\4&2&0&00";
+  VideoCardMap cards;
+  cards.emplace(1, VideoCard{1, "Matrox G200eR2", kCardId});
+  cards.emplace(2, VideoCard{2, "GeForce 210", otherId});
+  const std::vector<DetectedPort> ports = {Detected("DVI", 1), Detected("HDMI", 1, otherId), Detected("VGA", 1),
+                                           Detected("DVI", 2, "PCI\\VEN_1234&DEV_5678\\0")};
+  EXPECT_EQ(PortLogBody(cards, ports),
+            "[ Matrox G200eR2 ]\n"
+            " Type Of Port: DVI, Connnector Instance : 1\n"
+            " Type Of Port: VGA, Connnector Instance : 1\n"
+            "[ GeForce 210 ]\n"
+            " Type Of Port: HDMI, Connnector Instance : 1\n"
+            "Total Number of Monitor connected :3\n");
+  EXPECT_EQ(PortLogBody({}, ports), "Total Number of Monitor connected :0\n");
+}
+
+}  // namespace
