@@ -303,6 +303,24 @@ TEST_F(WindowFixture, TopmostWindowsStayAheadAndSetWindowPosReordersAndMoves) {
   EXPECT_EQ(ShowCursor(true), 0);
 }
 
+TEST_F(WindowFixture, AnOwnerBroughtForwardOrMadeTopMostStaysBehindWhatItOwns) {
+  Register("Z", Plain);
+  Hwnd owner = Popup("Z");
+  Hwnd countdown = CreateWindowExA(0, "Z", "countdown", WsPopup | WsVisible, 0, 0, 100, 100, owner, 0, 0, nullptr);
+  Hwnd panel = CreateWindowExA(0, "Z", "panel", WsPopup | WsVisible, 0, 0, 50, 50, countdown, 0, 0, nullptr);
+  Hwnd other = Popup("Z");
+  EXPECT_EQ(sim::TopLevelWindows(), (std::vector<Hwnd>{other, panel, countdown, owner}));
+
+  EXPECT_TRUE(SetWindowPos(owner, HwndTop, 0, 0, 0, 0, SwpNoMove | SwpNoSize));
+  EXPECT_EQ(sim::TopLevelWindows(), (std::vector<Hwnd>{panel, countdown, owner, other}));
+  EXPECT_TRUE(SetWindowPos(other, HwndTopmost, 0, 0, 0, 0, SwpNoMove | SwpNoSize));
+  EXPECT_TRUE(SetWindowPos(owner, HwndTopmost, 0, 0, 0, 0, SwpNoMove | SwpNoSize));
+  EXPECT_EQ(sim::TopLevelWindows(), (std::vector<Hwnd>{panel, countdown, owner, other}));
+  // What it owns went into the top-most band with it: a plain window brought forward stays behind.
+  Hwnd late = Popup("Z");
+  EXPECT_EQ(sim::TopLevelWindows().back(), late);
+}
+
 TEST_F(WindowFixture, ScreenTurnReachesEveryWindowAsDisplayChange) {
   Register("Turn", Plain);
   Hwnd w = Popup("Turn");

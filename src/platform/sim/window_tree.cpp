@@ -78,6 +78,31 @@ bool BeingDestroyed(Hwnd handle) {
   return false;
 }
 
+namespace {
+
+// Windows owned by `owner` that lie behind it come to just in front of it, in their order, and
+// theirs after them: user32 never shows an owner over what it owns (a countdown over its test
+// window). An owner in the top-most band takes what it owns into the band.
+void KeepOwnedInFront(Hwnd owner) {
+  State& s = S();
+  const uint32_t band = Find(owner)->ExStyle & WsExTopmost;
+  std::vector<Hwnd> owned;
+  for (Hwnd other : s.ZOrder)
+    if (Find(other)->Owner == owner) owned.push_back(other);
+  for (Hwnd handle : owned) {
+    Find(handle)->ExStyle |= band;
+    auto at = std::find(s.ZOrder.begin(), s.ZOrder.end(), handle);
+    const auto ownerAt = std::find(s.ZOrder.begin(), s.ZOrder.end(), owner);
+    if (at > ownerAt) {
+      s.ZOrder.erase(at);
+      s.ZOrder.insert(std::find(s.ZOrder.begin(), s.ZOrder.end(), owner), handle);
+    }
+    KeepOwnedInFront(handle);
+  }
+}
+
+}  // namespace
+
 void PlaceInZOrder(Hwnd handle, bool front) {
   State& s = S();
   s.ZOrder.erase(std::remove(s.ZOrder.begin(), s.ZOrder.end(), handle), s.ZOrder.end());
@@ -91,6 +116,7 @@ void PlaceInZOrder(Hwnd handle, bool front) {
     auto at = topmost ? std::find_if_not(s.ZOrder.begin(), s.ZOrder.end(), inBand) : s.ZOrder.end();
     s.ZOrder.insert(at, handle);
   }
+  KeepOwnedInFront(handle);
 }
 
 namespace {
