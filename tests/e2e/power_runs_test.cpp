@@ -8,17 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include "rgb_picture.h"
 #include "screen_runs.h"
-
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wconversion"
-#pragma GCC diagnostic ignored "-Wsign-conversion"
-#pragma GCC diagnostic ignored "-Wshadow"
-#pragma GCC diagnostic ignored "-Wunused-function"
-#define STB_IMAGE_IMPLEMENTATION
-#define STB_IMAGE_STATIC
-#include <stb/stb_image.h>
-#pragma GCC diagnostic pop
 
 namespace {
 
@@ -80,14 +71,12 @@ TEST_F(PowerRuns, AStopWhileThePolicyIsChangedLeavesTheOldTimeout) {
 
 // Whether a PNG screenshot is black all over; fails the test when it cannot be read.
 bool AllBlack(const std::string& path) {
-  int width = 0, height = 0, channels = 0;
-  unsigned char* pixels = stbi_load(path.c_str(), &width, &height, &channels, 3);
-  EXPECT_NE(pixels, nullptr) << path;
-  if (pixels == nullptr) return false;
-  bool black = true;
-  for (size_t i = 0; i < static_cast<size_t>(width) * static_cast<size_t>(height) * 3; ++i) black = black && pixels[i] == 0;
-  stbi_image_free(pixels);
-  return black;
+  const RgbPicture picture = ReadRgbPicture(path);
+  EXPECT_FALSE(picture.Empty()) << path;
+  if (picture.Empty()) return false;
+  for (uint8_t byte : picture.Pixels)
+    if (byte != 0) return false;
+  return true;
 }
 
 TEST_F(PowerRuns, TheDarkScreenIsInTheScreenshotsOnlyWhenTheMonitorWentDark) {

@@ -7,17 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include "rgb_picture.h"
 #include "screen_runs.h"
-
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wconversion"
-#pragma GCC diagnostic ignored "-Wsign-conversion"
-#pragma GCC diagnostic ignored "-Wshadow"
-#pragma GCC diagnostic ignored "-Wunused-function"
-#define STB_IMAGE_IMPLEMENTATION
-#define STB_IMAGE_STATIC
-#include <stb/stb_image.h>
-#pragma GCC diagnostic pop
 
 namespace {
 
@@ -245,11 +236,14 @@ TEST_F(ScreenSubtestRuns, AWrongKeyShowsThePromptOverTheCardAndTheRunGoesOnAfter
   const std::vector<std::string> shots = Pictures("shots");
   ASSERT_EQ(shots.size(), 2u);
   EXPECT_EQ(shots[0], "shots/0001-LineTest.png");
-  int width = 0, height = 0, channels = 0;
-  uint8_t* prompt = stbi_load((Folder + "/" + shots[0]).c_str(), &width, &height, &channels, 3);
-  uint8_t* card = stbi_load((Folder + "/" + shots[1]).c_str(), &width, &height, &channels, 3);
-  ASSERT_TRUE(prompt && card);
-  ASSERT_EQ(width, 800);
+  const RgbPicture promptShot = ReadRgbPicture(Folder + "/" + shots[0]);
+  const RgbPicture cardShot = ReadRgbPicture(Folder + "/" + shots[1]);
+  ASSERT_FALSE(promptShot.Empty() || cardShot.Empty());
+  ASSERT_EQ(promptShot.Width, 800);
+  ASSERT_EQ(cardShot.Width, 800);
+  const int width = cardShot.Width, height = cardShot.Height;
+  const uint8_t* prompt = promptShot.Pixels.data();
+  const uint8_t* card = cardShot.Pixels.data();
   // 540 by 290 in the middle: everything else is the card as it was.
   const int left = 400 - 270, top = 300 - 145;
   size_t inside = 0, changedInside = 0, changedOutside = 0;
@@ -276,8 +270,6 @@ TEST_F(ScreenSubtestRuns, AWrongKeyShowsThePromptOverTheCardAndTheRunGoesOnAfter
   }
   EXPECT_EQ(edgeInPrompt, 270);
   EXPECT_LT(edgeInCard, 270);
-  stbi_image_free(prompt);
-  stbi_image_free(card);
 }
 
 // A lock that hands out a buffer of the driver's own reads a blank screen whatever the card shows:

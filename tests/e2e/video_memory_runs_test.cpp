@@ -12,17 +12,8 @@
 
 #include <gtest/gtest.h>
 
+#include "rgb_picture.h"
 #include "screen_runs.h"
-
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wconversion"
-#pragma GCC diagnostic ignored "-Wsign-conversion"
-#pragma GCC diagnostic ignored "-Wshadow"
-#pragma GCC diagnostic ignored "-Wunused-function"
-#define STB_IMAGE_IMPLEMENTATION
-#define STB_IMAGE_STATIC
-#include <stb/stb_image.h>
-#pragma GCC diagnostic pop
 
 namespace {
 
@@ -109,12 +100,12 @@ TEST_F(VideoMemoryRuns, TheScreenShowsTheRandomBytesThenEachPattern) {
   const uint8_t patterns[8] = {0x00, 0xA5, 0x5A, 0x55, 0xAA, 0x00, 0xFF, 0x00};
   for (size_t shot = 0; shot < 9; ++shot) {
     SCOPED_TRACE(shots[shot]);
-    int width = 0, height = 0, channels = 0;
-    uint8_t* rgb = stbi_load((Folder + "/" + shots[shot]).c_str(), &width, &height, &channels, 3);
-    ASSERT_NE(rgb, nullptr);
-    EXPECT_EQ(width, 1024);
-    EXPECT_EQ(height, 768);
-    const size_t bytes = static_cast<size_t>(width) * height * 3;
+    const RgbPicture picture = ReadRgbPicture(Folder + "/" + shots[shot]);
+    ASSERT_FALSE(picture.Empty());
+    EXPECT_EQ(picture.Width, 1024);
+    EXPECT_EQ(picture.Height, 768);
+    const uint8_t* rgb = picture.Pixels.data();
+    const size_t bytes = picture.Pixels.size();
     const size_t top = static_cast<size_t>(std::count(rgb, rgb + bytes, 255));
     if (shot == 0) {
       // Random bytes, never 255: rand() modulo 255.
@@ -124,7 +115,6 @@ TEST_F(VideoMemoryRuns, TheScreenShowsTheRandomBytesThenEachPattern) {
       // In 24 bits a pattern byte is each of blue, green and red.
       EXPECT_EQ(std::count(rgb, rgb + bytes, patterns[shot - 1]), static_cast<std::ptrdiff_t>(bytes));
     }
-    stbi_image_free(rgb);
   }
 }
 

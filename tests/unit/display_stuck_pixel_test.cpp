@@ -8,20 +8,11 @@
 #include <gtest/gtest.h>
 
 #include "display_fixture.h"
+#include "rgb_picture.h"
 #include "platform/ddraw.h"
 #include "platform/gdi.h"
 #include "platform/sim/gdi_sim.h"
 #include "platform/sim/screenshot.h"
-
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wconversion"
-#pragma GCC diagnostic ignored "-Wsign-conversion"
-#pragma GCC diagnostic ignored "-Wshadow"
-#pragma GCC diagnostic ignored "-Wunused-function"
-#define STB_IMAGE_IMPLEMENTATION
-#define STB_IMAGE_STATIC
-#include <stb/stb_image.h>
-#pragma GCC diagnostic pop
 
 using namespace display_test;
 namespace sim = platform::sim;
@@ -154,16 +145,14 @@ TEST(StuckPixelDisplay, LockGdiReadsAndScreenshotsShowTheStuckBytesAfterGdiDrewT
     sim::SetScreenshotFolder(folder);
     sim::SaveScreenshot(L"shot" + std::to_wstring(bits));
     sim::SetScreenshotFolder("");
-    int w = 0, h = 0, n = 0;
     const std::string png = std::string(folder) + "/000" + std::to_string(bits == 8 ? 1 : bits == 16 ? 2 : 3) + "-shot" +
                             std::to_string(bits) + ".png";
-    uint8_t* rgb = stbi_load(png.c_str(), &w, &h, &n, 3);
-    ASSERT_NE(rgb, nullptr) << png;
-    const uint8_t* at = rgb + (100 * w + 99) * 3;
+    const RgbPicture picture = ReadRgbPicture(png);
+    ASSERT_FALSE(picture.Empty()) << png;
+    const uint8_t* at = picture.At(99, 100);
     const platform::ColorRef color = sim::PixelToColor(screen, 0x5A5A5A5Au & (bits == 8 ? 0xFF : 0xFFFFFF));
     EXPECT_EQ(Bytes(at, at + 3), (Bytes{platform::RedOf(color), platform::GreenOf(color), platform::BlueOf(color)}));
     EXPECT_EQ(Bytes(at + 3, at + 6), Bytes(3, 0xFF));
-    stbi_image_free(rgb);
   }
   std::filesystem::remove_all(folder);
 }
