@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/sim/clip.h"
+#include "platform/sim/media/clip.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::unique_ptr<platform::sim::Clip> clip;

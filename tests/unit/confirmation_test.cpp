@@ -3,8 +3,8 @@
 #include <set>
 #include <string>
 
-#include "platform/sim/debug_log.h"
-#include "platform/sim/gdi_sim.h"
+#include "platform/sim/system/debug_log.h"
+#include "platform/sim/gdi/gdi_sim.h"
 #include "screen/CalibrationStore.h"
 #include "screen/Confirmation.h"
 #include "window_fixture.h"

@@ -8,9 +8,9 @@
 
 #include "hardware/Devio.h"
 #include "hardware/DevioRecords.h"
-#include "platform/sim/clock_state.h"
-#include "platform/sim/driver_log.h"
-#include "platform/sim/hardware.h"
+#include "platform/sim/world/clock_state.h"
+#include "platform/sim/hardware/driver_log.h"
+#include "platform/sim/hardware/hardware.h"
 #include "platform/sim/machine.h"
 
 using platform::sim::Machine;

@@ -9,7 +9,7 @@
 #include "platform/gdi.h"
 #include "platform/syscolor_brush.h"
 #ifndef _WIN32
-#include "platform/sim/gdi_sim.h"
+#include "platform/sim/gdi/gdi_sim.h"
 #endif
 
 namespace {

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "platform/clock.h"
-#include "platform/sim/clock_state.h"
+#include "platform/sim/world/clock_state.h"
 #include "platform/sim/display_config.h"
-#include "platform/sim/display_model.h"
+#include "platform/sim/display/display_model.h"
 #include "platform/sim/machine.h"
 
 namespace display_test {

@@ -12,7 +12,7 @@
 #include "display_fixture.h"
 #include "platform/ddraw.h"
 #include "platform/gdi.h"
-#include "platform/sim/gdi_sim.h"
+#include "platform/sim/gdi/gdi_sim.h"
 #include "platform/sim/screenshot.h"
 
 using namespace display_test;

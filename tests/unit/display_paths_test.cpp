@@ -15,8 +15,8 @@
 #include "platform/display.h"
 #include "platform/display_paths.h"
 #include "platform/library.h"
-#include "platform/sim/clock_state.h"
-#include "platform/sim/display_model.h"
+#include "platform/sim/world/clock_state.h"
+#include "platform/sim/display/display_model.h"
 #include "platform/sim/machine.h"
 #include "platform/thread.h"
 

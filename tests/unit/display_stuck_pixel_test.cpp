@@ -11,7 +11,7 @@
 #include "rgb_picture.h"
 #include "platform/ddraw.h"
 #include "platform/gdi.h"
-#include "platform/sim/gdi_sim.h"
+#include "platform/sim/gdi/gdi_sim.h"
 #include "platform/sim/screenshot.h"
 
 using namespace display_test;

@@ -16,7 +16,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "platform/sim/debug_log.h"
+#include "platform/sim/system/debug_log.h"
 extern char** environ;
 #endif
 

@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/gdi.h"
-#include "platform/sim/gdi_sim.h"
+#include "platform/sim/gdi/gdi_sim.h"
 
 using namespace platform;
 using platform::sim::Surface;

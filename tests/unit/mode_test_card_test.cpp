@@ -1,6 +1,6 @@
 // ModeTest's card as it lands in the frame buffer: fading bars, single-fill swatches, frames.
 #include "platform/gdi.h"
-#include "platform/sim/gdi_sim.h"
+#include "platform/sim/gdi/gdi_sim.h"
 #include "subtests/ModeTest.h"
 #include "window_fixture.h"
 

@@ -9,7 +9,7 @@
 
 #include "media/Texture.h"
 #include "platform/opengl.h"
-#include "platform/sim/display_model.h"
+#include "platform/sim/display/display_model.h"
 #include "subtests/OpenGL3DRenderingTest.h"
 #include "window_fixture.h"
 

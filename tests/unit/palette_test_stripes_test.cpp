@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "platform/gdi.h"
-#include "platform/sim/gdi_sim.h"
+#include "platform/sim/gdi/gdi_sim.h"
 #include "subtests/PaletteTest.h"
 #include "window_fixture.h"
 

@@ -14,7 +14,7 @@
 #include "media/ClockClip.h"
 #include "platform/clock.h"
 #include "platform/playback.h"
-#include "platform/sim/frame_rate.h"
+#include "platform/sim/media/frame_rate.h"
 #include "platform/sim/machine.h"
 #include "window_fixture.h"
 

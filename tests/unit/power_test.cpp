@@ -13,9 +13,9 @@
 
 #include "platform/clock.h"
 #include "platform/power.h"
-#include "platform/sim/clock_state.h"
+#include "platform/sim/world/clock_state.h"
 #include "platform/sim/machine.h"
-#include "platform/sim/power_sim.h"
+#include "platform/sim/system/power_sim.h"
 #include "subtests/RotationTest.h"
 #include "subtests/VideoPowerManagementTest.h"
 

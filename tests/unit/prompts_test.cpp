@@ -10,7 +10,7 @@
 #include "framework/KestDiag.h"
 #include "platform/files.h"
 #include "platform/gdi.h"
-#include "platform/sim/gdi_sim.h"
+#include "platform/sim/gdi/gdi_sim.h"
 #include "prompts/DiagnosticWindow.h"
 #include "prompts/KestWindow.h"
 #include "prompts/PromptWindow.h"

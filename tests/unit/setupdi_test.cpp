@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "hardware/SetupDI.h"
-#include "platform/sim/clock_state.h"
+#include "platform/sim/world/clock_state.h"
 #include "platform/sim/machine.h"
 
 using platform::sim::Machine;

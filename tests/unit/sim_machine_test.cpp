@@ -9,7 +9,7 @@
 #include "framework/DiagnosticManager.h"
 #include "platform/clock.h"
 #include "platform/files.h"
-#include "platform/sim/clock_state.h"
+#include "platform/sim/world/clock_state.h"
 #include "platform/sim/machine.h"
 #include "platform/system.h"
 #include "text/TextHelpers.h"

@@ -9,8 +9,8 @@
 
 #include "framework/KestException.h"
 #include "hardware/SMBIOSDiscovery.h"
-#include "platform/sim/management.h"
-#include "platform/sim/smbios_model.h"
+#include "platform/sim/management/management.h"
+#include "platform/sim/management/smbios_model.h"
 
 namespace {
 

@@ -14,7 +14,7 @@
 
 #include "display_fixture.h"
 #include "platform/gdi.h"
-#include "platform/sim/gdi_sim.h"
+#include "platform/sim/gdi/gdi_sim.h"
 #include "screen/DirectDrawSession.h"
 
 namespace surface_test {

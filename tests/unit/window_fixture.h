@@ -8,9 +8,9 @@
 #include <gtest/gtest.h>
 
 #include "display_fixture.h"
-#include "platform/sim/gdi_sim.h"
-#include "platform/sim/operator.h"
-#include "platform/sim/window_sim.h"
+#include "platform/sim/gdi/gdi_sim.h"
+#include "platform/sim/world/operator.h"
+#include "platform/sim/window/window_sim.h"
 #include "platform/window.h"
 
 namespace window_test {

@@ -12,8 +12,8 @@
 #include "hardware/SetupDI.h"
 #include "hardware/WMIDiscovery.h"
 #include "platform/sim/machine.h"
-#include "platform/sim/management.h"
-#include "platform/sim/smbios_model.h"
+#include "platform/sim/management/management.h"
+#include "platform/sim/management/smbios_model.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/sim/clock_state.h"
+#include "platform/sim/world/clock_state.h"
 #include "platform/sim/machine.h"
-#include "platform/sim/operator.h"
+#include "platform/sim/world/operator.h"
 #include "platform/sim/world.h"
 
 using platform::sim::Machine;

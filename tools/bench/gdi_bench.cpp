@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/gdi.h"
-#include "platform/sim/gdi_sim.h"
+#include "platform/sim/gdi/gdi_sim.h"
 
 namespace {
 

@@ -17,9 +17,9 @@
 
 #include "media/Texture.h"
 #include "platform/opengl.h"
-#include "platform/sim/clock_state.h"
+#include "platform/sim/world/clock_state.h"
 #include "platform/sim/machine.h"
-#include "platform/sim/mesa.h"
+#include "platform/sim/render/mesa.h"
 #include "platform/window.h"
 #include "subtests/OpenGL3DRenderingTest.h"
 

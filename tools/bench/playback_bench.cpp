@@ -18,7 +18,7 @@ extern "C" {
 
 #include "media/ClockClip.h"
 #include "platform/playback.h"
-#include "platform/sim/clock_state.h"
+#include "platform/sim/world/clock_state.h"
 #include "platform/sim/machine.h"
 
 namespace {

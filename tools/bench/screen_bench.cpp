@@ -15,10 +15,10 @@
 #include <vector>
 
 #include "platform/gdi.h"
-#include "platform/sim/clock_state.h"
+#include "platform/sim/world/clock_state.h"
 #include "platform/sim/display_config.h"
-#include "platform/sim/display_model.h"
-#include "platform/sim/gdi_sim.h"
+#include "platform/sim/display/display_model.h"
+#include "platform/sim/gdi/gdi_sim.h"
 #include "platform/sim/machine.h"
 #include "screen/DirectDrawSession.h"
 #include "screen/FailureAnalysis.h"

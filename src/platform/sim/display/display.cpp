@@ -2,7 +2,7 @@
 
 #include <cctype>
 
-#include "platform/sim/display_model.h"
+#include "platform/sim/display/display_model.h"
 
 namespace platform {
 

@@ -1,4 +1,4 @@
-#include "platform/sim/display_model.h"
+#include "platform/sim/display/display_model.h"
 
 #include <algorithm>
 #include <utility>

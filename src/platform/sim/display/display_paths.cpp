@@ -2,7 +2,7 @@
 // adapter, listed adapter by adapter, output by output, source by source. A path is active when
 // its output's monitor is on the desktop from that source. SetDisplayConfig changes which
 // monitors are on the desktop, and so the display model, the screen and what draws on it.
-#include "platform/sim/display_paths.h"
+#include "platform/sim/display/display_paths.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/sim/display_model.h"
+#include "platform/sim/display/display_model.h"
 #include "platform/sim/machine.h"
 
 namespace platform {

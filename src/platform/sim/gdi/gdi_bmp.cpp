@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/files.h"
-#include "platform/sim/gdi_internal.h"
+#include "platform/sim/gdi/gdi_internal.h"
 
 namespace platform {
 

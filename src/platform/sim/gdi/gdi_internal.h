@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "platform/gdi.h"
-#include "platform/sim/gdi_sim.h"
-#include "platform/sim/rects.h"
+#include "platform/sim/gdi/gdi_sim.h"
+#include "platform/sim/gdi/rects.h"
 #include "platform/sim/surface.h"
 
 namespace platform {

@@ -7,7 +7,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "platform/sim/gdi_internal.h"
+#include "platform/sim/gdi/gdi_internal.h"
 
 namespace platform {
 namespace sim {

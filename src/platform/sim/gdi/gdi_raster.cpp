@@ -4,8 +4,8 @@
 #include <cstring>
 #include <vector>
 
-#include "platform/sim/display_model.h"
-#include "platform/sim/gdi_internal.h"
+#include "platform/sim/display/display_model.h"
+#include "platform/sim/gdi/gdi_internal.h"
 
 namespace platform {
 namespace sim {

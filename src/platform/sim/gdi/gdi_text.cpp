@@ -9,8 +9,8 @@
 #include <tuple>
 #include <vector>
 
-#include "platform/sim/environment.h"
-#include "platform/sim/gdi_internal.h"
+#include "platform/sim/system/environment.h"
+#include "platform/sim/gdi/gdi_internal.h"
 
 #ifdef RASTERSCAN_HAVE_FREETYPE
 #include <ft2build.h>

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "platform/files.h"
-#include "platform/sim/gdi_internal.h"
+#include "platform/sim/gdi/gdi_internal.h"
 
 // Static, so that the program's tests may bring their own copy of the decoder.
 #define STB_IMAGE_STATIC

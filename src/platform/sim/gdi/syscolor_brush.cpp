@@ -3,7 +3,7 @@
 #include <map>
 #include <mutex>
 
-#include "platform/sim/gdi_sim.h"
+#include "platform/sim/gdi/gdi_sim.h"
 
 namespace platform {
 

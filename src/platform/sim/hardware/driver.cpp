@@ -4,9 +4,9 @@
 #include <vector>
 
 #include "platform/bytes.h"
-#include "platform/sim/driver_log.h"
-#include "platform/sim/handle_table.h"
-#include "platform/sim/hardware.h"
+#include "platform/sim/hardware/driver_log.h"
+#include "platform/sim/system/handle_table.h"
+#include "platform/sim/hardware/hardware.h"
 #include "platform/sim/machine.h"
 #include "platform/sim/text_util.h"
 

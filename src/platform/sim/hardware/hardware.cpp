@@ -1,4 +1,4 @@
-#include "platform/sim/hardware.h"
+#include "platform/sim/hardware/hardware.h"
 
 #include <cstring>
 

@@ -1,6 +1,6 @@
 #include "platform/cpuid.h"
 
-#include "platform/sim/management.h"
+#include "platform/sim/management/management.h"
 
 namespace platform {
 

@@ -1,4 +1,4 @@
-#include "platform/sim/management.h"
+#include "platform/sim/management/management.h"
 
 #include <cctype>
 #include <cstdio>
@@ -7,7 +7,7 @@
 #include <memory>
 #include <mutex>
 
-#include "platform/sim/pnp_ids.h"
+#include "platform/sim/management/pnp_ids.h"
 #include "platform/sim/text_util.h"
 
 namespace platform {

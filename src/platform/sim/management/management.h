@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "platform/sim/machine.h"
-#include "platform/sim/smbios_model.h"
+#include "platform/sim/management/smbios_model.h"
 #include "platform/wmi.h"
 
 namespace platform {

@@ -1,4 +1,4 @@
-#include "platform/sim/pnp_ids.h"
+#include "platform/sim/management/pnp_ids.h"
 
 #include "platform/sim/text_util.h"
 

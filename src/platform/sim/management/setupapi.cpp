@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/sim/hardware.h"
+#include "platform/sim/hardware/hardware.h"
 #include "platform/sim/machine.h"
-#include "platform/sim/pnp_ids.h"
+#include "platform/sim/management/pnp_ids.h"
 #include "platform/sim/text_util.h"
 
 namespace platform {

@@ -1,11 +1,11 @@
-#include "platform/sim/smbios_model.h"
+#include "platform/sim/management/smbios_model.h"
 
 #include <cctype>
 #include <cstdlib>
 #include <functional>
 #include <map>
 
-#include "platform/sim/host_file.h"
+#include "platform/sim/system/host_file.h"
 #include "platform/sim/text_util.h"
 
 namespace platform {

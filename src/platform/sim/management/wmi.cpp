@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "platform/sim/management.h"
+#include "platform/sim/management/management.h"
 
 struct platform::WbemLocator {};
 

@@ -1,4 +1,4 @@
-#include "platform/sim/clip.h"
+#include "platform/sim/media/clip.h"
 
 #include <algorithm>
 #include <array>

@@ -6,8 +6,8 @@
 #include <mutex>
 #include <string>
 
-#include "platform/sim/clip.h"
-#include "platform/sim/host_module.h"
+#include "platform/sim/media/clip.h"
+#include "platform/sim/system/host_module.h"
 #include "platform/system.h"
 
 namespace platform {

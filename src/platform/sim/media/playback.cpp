@@ -14,12 +14,12 @@
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/playback.h"
-#include "platform/sim/clip.h"
-#include "platform/sim/display_model.h"
-#include "platform/sim/frame_rate.h"
+#include "platform/sim/media/clip.h"
+#include "platform/sim/display/display_model.h"
+#include "platform/sim/media/frame_rate.h"
 #include "platform/sim/machine.h"
 #include "platform/sim/screenshot.h"
-#include "platform/sim/window_sim.h"
+#include "platform/sim/window/window_sim.h"
 
 namespace platform {
 namespace {

@@ -4,10 +4,10 @@
 #include <map>
 #include <vector>
 
-#include "platform/sim/display_model.h"
+#include "platform/sim/display/display_model.h"
 #include "platform/sim/memory_faults.h"
 #include "platform/sim/screenshot.h"
-#include "platform/sim/window_sim.h"
+#include "platform/sim/window/window_sim.h"
 #include "platform/window.h"
 
 namespace platform {

@@ -1,7 +1,7 @@
 // The GL calls of the program are defined here and forward to the same calls of the opened library,
 // so the OpenGL subtest still draws with real GL. A call made before any context (or without the
 // library) does nothing, as GL does without a current context.
-#include "platform/sim/mesa.h"
+#include "platform/sim/render/mesa.h"
 
 #include <dlfcn.h>
 
@@ -13,7 +13,7 @@
 #include <mutex>
 #include <string>
 
-#include "platform/sim/host_module.h"
+#include "platform/sim/system/host_module.h"
 
 // Every GL call the program makes: result, name, parameters, arguments.
 #define RASTERSCAN_GL_CALLS(X)                                                                                      \

@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "platform/display.h"
-#include "platform/sim/display_model.h"
-#include "platform/sim/gdi_internal.h"
-#include "platform/sim/mesa.h"
-#include "platform/sim/window_sim.h"
+#include "platform/sim/display/display_model.h"
+#include "platform/sim/gdi/gdi_internal.h"
+#include "platform/sim/render/mesa.h"
+#include "platform/sim/window/window_sim.h"
 #include "platform/window.h"
 
 #if defined(__SANITIZE_ADDRESS__)

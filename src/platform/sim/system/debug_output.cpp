@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
-#include "platform/sim/debug_log.h"
-#include "platform/sim/environment.h"
+#include "platform/sim/system/debug_log.h"
+#include "platform/sim/system/environment.h"
 
 namespace platform {
 

@@ -1,4 +1,4 @@
-#include "platform/sim/environment.h"
+#include "platform/sim/system/environment.h"
 
 #include <cstdlib>
 

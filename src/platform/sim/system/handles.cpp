@@ -2,8 +2,8 @@
 
 #include <map>
 
-#include "platform/sim/handle_table.h"
-#include "platform/sim/thread_sim.h"
+#include "platform/sim/system/handle_table.h"
+#include "platform/sim/system/thread_sim.h"
 
 namespace platform {
 

@@ -11,8 +11,8 @@
 
 #include "platform/files.h"
 #include "platform/handles.h"
-#include "platform/sim/display_paths.h"
-#include "platform/sim/host_module.h"
+#include "platform/sim/display/display_paths.h"
+#include "platform/sim/system/host_module.h"
 #include "platform/sim/machine.h"
 
 namespace platform {

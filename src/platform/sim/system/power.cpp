@@ -6,9 +6,9 @@
 #include <mutex>
 
 #include "platform/clock.h"
-#include "platform/sim/host_file.h"
+#include "platform/sim/system/host_file.h"
 #include "platform/sim/machine.h"
-#include "platform/sim/power_sim.h"
+#include "platform/sim/system/power_sim.h"
 #include "platform/sim/screenshot.h"
 #include "platform/sim/world.h"
 

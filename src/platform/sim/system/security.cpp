@@ -1,6 +1,6 @@
 #include "platform/security.h"
 
-#include "platform/sim/handle_table.h"
+#include "platform/sim/system/handle_table.h"
 #include "platform/sim/machine.h"
 
 namespace platform {

@@ -12,7 +12,7 @@
 #include <system_error>
 #include <thread>
 
-#include "platform/sim/thread_sim.h"
+#include "platform/sim/system/thread_sim.h"
 
 namespace platform {
 

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "platform/handles.h"
-#include "platform/sim/window_internal.h"
-#include "platform/sim/window_sim.h"
+#include "platform/sim/window/window_internal.h"
+#include "platform/sim/window/window_sim.h"
 #include "platform/window.h"
 
 namespace platform {

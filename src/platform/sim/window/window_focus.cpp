@@ -2,7 +2,7 @@
 #include "platform/window.h"
 
 #include "platform/handles.h"
-#include "platform/sim/window_internal.h"
+#include "platform/sim/window/window_internal.h"
 
 namespace platform {
 namespace sim {

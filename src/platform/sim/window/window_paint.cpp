@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "platform/gdi.h"
-#include "platform/sim/display_model.h"
-#include "platform/sim/gdi_sim.h"
-#include "platform/sim/rects.h"
-#include "platform/sim/window_internal.h"
-#include "platform/sim/window_sim.h"
+#include "platform/sim/display/display_model.h"
+#include "platform/sim/gdi/gdi_sim.h"
+#include "platform/sim/gdi/rects.h"
+#include "platform/sim/window/window_internal.h"
+#include "platform/sim/window/window_sim.h"
 
 namespace platform {
 namespace sim {

@@ -10,8 +10,8 @@
 #include "platform/gdi.h"
 #include "platform/handles.h"
 #include "platform/sim/machine.h"
-#include "platform/sim/window_internal.h"
-#include "platform/sim/window_sim.h"
+#include "platform/sim/window/window_internal.h"
+#include "platform/sim/window/window_sim.h"
 #include "platform/sim/world.h"
 
 namespace platform {

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "platform/handles.h"
-#include "platform/sim/rects.h"
-#include "platform/sim/window_internal.h"
-#include "platform/sim/window_sim.h"
+#include "platform/sim/gdi/rects.h"
+#include "platform/sim/window/window_internal.h"
+#include "platform/sim/window/window_sim.h"
 #include "platform/sim/world.h"
 
 namespace platform {

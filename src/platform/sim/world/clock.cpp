@@ -4,9 +4,9 @@
 #include <chrono>
 #include <thread>
 
-#include "platform/sim/clock_state.h"
+#include "platform/sim/world/clock_state.h"
 #include "platform/sim/machine.h"
-#include "platform/sim/thread_sim.h"
+#include "platform/sim/system/thread_sim.h"
 
 namespace platform {
 

@@ -10,12 +10,12 @@
 
 #include <sys/stat.h>
 
-#include "platform/sim/display_model.h"
-#include "platform/sim/pnp_ids.h"
-#include "platform/sim/environment.h"
-#include "platform/sim/host_file.h"
-#include "platform/sim/management.h"
-#include "platform/sim/operator.h"
+#include "platform/sim/display/display_model.h"
+#include "platform/sim/management/pnp_ids.h"
+#include "platform/sim/system/environment.h"
+#include "platform/sim/system/host_file.h"
+#include "platform/sim/management/management.h"
+#include "platform/sim/world/operator.h"
 #include "platform/sim/text_util.h"
 
 namespace platform {

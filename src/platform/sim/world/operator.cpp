@@ -1,4 +1,4 @@
-#include "platform/sim/operator.h"
+#include "platform/sim/world/operator.h"
 
 #include <algorithm>
 #include <chrono>
@@ -11,12 +11,12 @@
 #include <vector>
 
 #include "platform/gdi.h"
-#include "platform/sim/display_model.h"
-#include "platform/sim/gdi_sim.h"
+#include "platform/sim/display/display_model.h"
+#include "platform/sim/gdi/gdi_sim.h"
 #include "platform/sim/machine.h"
-#include "platform/sim/power_sim.h"
+#include "platform/sim/system/power_sim.h"
 #include "platform/sim/screenshot.h"
-#include "platform/sim/window_sim.h"
+#include "platform/sim/window/window_sim.h"
 #include "platform/window.h"
 #include "platform/sim/text_util.h"
 

@@ -8,10 +8,10 @@
 #include <dirent.h>
 #include <sys/stat.h>
 
-#include "platform/sim/display_model.h"
-#include "platform/sim/environment.h"
-#include "platform/sim/power_sim.h"
-#include "platform/sim/window_sim.h"
+#include "platform/sim/display/display_model.h"
+#include "platform/sim/system/environment.h"
+#include "platform/sim/system/power_sim.h"
+#include "platform/sim/window/window_sim.h"
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wconversion"

@@ -8,13 +8,13 @@
 #include <vector>
 
 #include "platform/files.h"
-#include "platform/sim/display_model.h"
-#include "platform/sim/gdi_sim.h"
+#include "platform/sim/display/display_model.h"
+#include "platform/sim/gdi/gdi_sim.h"
 #include "platform/sim/machine.h"
-#include "platform/sim/operator.h"
-#include "platform/sim/power_sim.h"
+#include "platform/sim/world/operator.h"
+#include "platform/sim/system/power_sim.h"
 #include "platform/sim/screenshot.h"
-#include "platform/sim/window_sim.h"
+#include "platform/sim/window/window_sim.h"
 #include "platform/window.h"
 
 namespace platform {
