@@ -9,7 +9,7 @@
 #include <tuple>
 #include <vector>
 
-#include "platform/sim/system/environment.h"
+#include "platform/sim/host/environment.h"
 #include "platform/sim/gdi/gdi_internal.h"
 
 #ifdef RASTERSCAN_HAVE_FREETYPE

@@ -1,4 +1,4 @@
-#include "platform/sim/system/environment.h"
+#include "platform/sim/host/environment.h"
 
 #include <cstdlib>
 

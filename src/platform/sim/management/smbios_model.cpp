@@ -5,7 +5,7 @@
 #include <functional>
 #include <map>
 
-#include "platform/sim/system/host_file.h"
+#include "platform/sim/host/host_file.h"
 #include "platform/sim/text_util.h"
 
 namespace platform {

@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "platform/sim/system/debug_log.h"
-#include "platform/sim/system/environment.h"
+#include "platform/sim/host/environment.h"
 
 namespace platform {
 

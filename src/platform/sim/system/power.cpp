@@ -6,7 +6,7 @@
 #include <mutex>
 
 #include "platform/clock.h"
-#include "platform/sim/system/host_file.h"
+#include "platform/sim/host/host_file.h"
 #include "platform/sim/machine.h"
 #include "platform/sim/system/power_sim.h"
 #include "platform/sim/screenshot.h"

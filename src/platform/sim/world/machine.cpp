@@ -12,8 +12,8 @@
 
 #include "platform/sim/display/display_model.h"
 #include "platform/sim/management/pnp_ids.h"
-#include "platform/sim/system/environment.h"
-#include "platform/sim/system/host_file.h"
+#include "platform/sim/host/environment.h"
+#include "platform/sim/host/host_file.h"
 #include "platform/sim/management/management.h"
 #include "platform/sim/world/operator.h"
 #include "platform/sim/text_util.h"

@@ -9,7 +9,7 @@
 #include <sys/stat.h>
 
 #include "platform/sim/display/display_model.h"
-#include "platform/sim/system/environment.h"
+#include "platform/sim/host/environment.h"
 #include "platform/sim/system/power_sim.h"
 #include "platform/sim/window/window_sim.h"
 
