@@ -1,0 +1,119 @@
+#include <libpq-fe.h>
+
+#include "Database.h"
+
+namespace store {
+namespace {
+
+constexpr unsigned ByteaOid = 17;
+
+std::string Trimmed(const char* message) {
+  std::string text = message ? message : "";
+  while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
+  return text;
+}
+
+int HexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  return c - 'A' + 10;
+}
+
+// bytea's text form is \x followed by hex pairs.
+std::string FromHex(const char* text, size_t length) {
+  std::string out;
+  if (length < 2) return out;
+  out.reserve((length - 2) / 2);
+  for (size_t i = 2; i + 1 < length; i += 2) {
+    out += static_cast<char>(HexDigit(text[i]) * 16 + HexDigit(text[i + 1]));
+  }
+  return out;
+}
+
+class PostgresConnection : public Connection {
+ public:
+  explicit PostgresConnection(const std::string& url) {
+    // The URL comes last so that what it says wins over these defaults.
+    const char* keys[] = {"connect_timeout", "application_name", "options", "dbname", nullptr};
+    const char* values[] = {"5", "raster-shell", "-c TimeZone=UTC", url.c_str(), nullptr};
+    conn = PQconnectdbParams(keys, values, 1);
+    if (!conn || PQstatus(conn) != CONNECTION_OK) {
+      std::string message = conn ? Trimmed(PQerrorMessage(conn)) : "out of memory";
+      PQfinish(conn);
+      conn = nullptr;
+      throw StoreUnreachable(message);
+    }
+    // Notices such as "relation already exists, skipping" are not the technician's business.
+    PQsetNoticeProcessor(conn, [](void*, const char*) {}, nullptr);
+  }
+  ~PostgresConnection() override { PQfinish(conn); }
+
+  Dialect GetDialect() const override { return Dialect::Postgres; }
+
+  void Exec(const std::string& sql, const std::vector<Param>& params) override { Run(sql, params, nullptr); }
+
+  Rows Query(const std::string& sql, const std::vector<Param>& params) override {
+    Rows rows;
+    Run(sql, params, &rows);
+    return rows;
+  }
+
+  void Script(const std::string& sql) override {
+    PGresult* result = PQexec(conn, sql.c_str());
+    Check(result);
+    PQclear(result);
+  }
+
+ private:
+  void Check(PGresult* result) {
+    ExecStatusType status = PQresultStatus(result);
+    if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK) return;
+    std::string message = Trimmed(result ? PQresultErrorMessage(result) : PQerrorMessage(conn));
+    if (message.empty()) message = Trimmed(PQerrorMessage(conn));
+    PQclear(result);
+    if (PQstatus(conn) != CONNECTION_OK) throw StoreUnreachable(message);
+    throw StoreError(message);
+  }
+
+  void Run(const std::string& sql, const std::vector<Param>& params, Rows* rows) {
+    std::vector<const char*> values;
+    std::vector<int> lengths;
+    std::vector<int> formats;
+    for (const Param& p : params) {
+      values.push_back(p.value ? p.value->data() : nullptr);
+      lengths.push_back(p.value ? static_cast<int>(p.value->size()) : 0);
+      formats.push_back(p.bytes ? 1 : 0);
+    }
+    PGresult* result = PQexecParams(conn, sql.c_str(), static_cast<int>(params.size()), nullptr, values.data(),
+                                    lengths.data(), formats.data(), 0);
+    Check(result);
+    if (rows) {
+      int count = PQntuples(result);
+      int columns = PQnfields(result);
+      rows->reserve(static_cast<size_t>(count));
+      for (int r = 0; r < count; ++r) {
+        Row row;
+        row.reserve(static_cast<size_t>(columns));
+        for (int c = 0; c < columns; ++c) {
+          if (PQgetisnull(result, r, c)) {
+            row.emplace_back(std::nullopt);
+            continue;
+          }
+          const char* text = PQgetvalue(result, r, c);
+          size_t length = static_cast<size_t>(PQgetlength(result, r, c));
+          row.emplace_back(PQftype(result, c) == ByteaOid ? FromHex(text, length) : std::string(text, length));
+        }
+        rows->push_back(std::move(row));
+      }
+    }
+    PQclear(result);
+  }
+
+  PGconn* conn = nullptr;
+};
+
+}  // namespace
+
+std::unique_ptr<Connection> OpenPostgres(const std::string& url) { return std::make_unique<PostgresConnection>(url); }
+
+}  // namespace store
