@@ -7,8 +7,16 @@ namespace {
 
 constexpr unsigned ByteaOid = 17;
 
+// libpq's messages run over several lines; a warning or error line is one.
 std::string Trimmed(const char* message) {
-  std::string text = message ? message : "";
+  std::string text;
+  for (const char* c = message ? message : ""; *c; ++c) {
+    if (*c == '\n' || *c == '\t') {
+      if (!text.empty() && text.back() != ' ') text += ' ';
+    } else {
+      text += *c;
+    }
+  }
   while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
   return text;
 }

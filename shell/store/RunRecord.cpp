@@ -104,8 +104,7 @@ void WritePostgres(Connection& db, const RunRecord& run) {
   transaction.Commit();
 }
 
-void WriteSqlite(Connection& db, const RunRecord& run) {
-  Transaction transaction(db);
+void WriteSqliteRows(Connection& db, const RunRecord& run) {
   db.Exec("INSERT INTO runs (run_id, pc, suite, shell_version, program_version, program, locale, started_at, "
           "adapter, driver_version, hardware) VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, $11) "
           "ON CONFLICT DO NOTHING",
@@ -133,7 +132,6 @@ void WriteSqlite(Connection& db, const RunRecord& run) {
     db.Exec("INSERT INTO run_ends (run_id, ended_at, state, failures) VALUES ($1, $2, $3, $4) ON CONFLICT DO NOTHING",
             {run.runId, Opt(run.end->endedAt), run.end->state, run.end->failures});
   }
-  transaction.Commit();
 }
 
 }  // namespace
@@ -215,8 +213,18 @@ void Write(Connection& db, const RunRecord& run) {
   if (db.GetDialect() == Dialect::Postgres) {
     WritePostgres(db, run);
   } else {
-    WriteSqlite(db, run);
+    Transaction transaction(db);
+    WriteSqliteRows(db, run);
+    transaction.Commit();
   }
+}
+
+void WriteToOutbox(Connection& db, const RunRecord& run) {
+  Transaction transaction(db);
+  WriteSqliteRows(db, run);
+  db.Exec("INSERT INTO outbox (run_id, ended) VALUES ($1, $2) ON CONFLICT (run_id) DO UPDATE SET ended = excluded.ended",
+          {run.runId, run.end ? 1 : 0});
+  transaction.Commit();
 }
 
 std::optional<RunRecord> Load(Connection& db, const std::string& runId) {

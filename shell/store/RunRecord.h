@@ -64,6 +64,9 @@ RunRecord FromResults(const nlohmann::json& run, const std::string& runFolder, b
 // Writes what is not there yet, in one transaction.
 void Write(Connection& db, const RunRecord& run);
 
+// The same into the local store, marked in its outbox as waiting for the server.
+void WriteToOutbox(Connection& db, const RunRecord& run);
+
 // The run as the store holds it; nullopt when it has no such run.
 std::optional<RunRecord> Load(Connection& db, const std::string& runId);
 

@@ -62,20 +62,14 @@ void Store::Record(const nlohmann::json& run, bool ended, std::vector<std::strin
     Write(db, record);
     return;
   }
-  {
-    Transaction transaction(db);
-    Write(db, record);
-    db.Exec("INSERT INTO outbox (run_id, ended) VALUES ($1, $2) ON CONFLICT (run_id) DO UPDATE SET ended = excluded.ended",
-            {record.runId, record.end ? 1 : 0});
-    transaction.Commit();
-  }
+  WriteToOutbox(db, record);
   if (!ended && std::chrono::steady_clock::now() < retryAfter) return;
   try {
     Sync();
   } catch (const StoreUnreachable& e) {
     server.reset();
     if (retryAfter == std::chrono::steady_clock::time_point{}) {
-      problems.push_back("results store " + ServerName() + " is out of reach (" + e.what() + "); the run is kept in " +
+      problems.push_back(ServerName() + " is out of reach (" + e.what() + "); the run is kept in " +
                          localPath + " and sent by the next run or by sync");
     }
     retryAfter = std::chrono::steady_clock::now() + std::chrono::seconds(60);
