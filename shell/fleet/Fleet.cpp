@@ -189,7 +189,9 @@ std::string FleetPage(const FleetData& data) {
           "<th>Adapter</th><th>Failed steps</th></tr>\n";
   for (const LatestRun& run : data.latest) {
     std::string verdict = Verdict(run);
-    page << "<tr><td>" << Html(run.pc) << "</td><td>" << Html(run.startedAt) << "</td><td class=\""
+    std::string started = run.startedAt;
+    if (started.size() >= 16) started = started.substr(0, 10) + " " + started.substr(11, 5);
+    page << "<tr><td>" << Html(run.pc) << "</td><td>" << Html(started) << "</td><td class=\""
          << (run.failures > 0 ? "failed" : "passed") << "\">" << Html(verdict) << "</td><td>" << Html(run.adapter) << "</td><td>";
     for (const FailedStep& step : run.failed) {
       page << "<div>" << Html(step.subtest) << " (" << Html(step.verdict) << "): " << Html(step.reason);
