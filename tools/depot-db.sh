@@ -44,7 +44,7 @@ case "$command" in
     port=$(cat "$dir/port")
     if ! running; then
       as_postgres "$bin/pg_ctl" -D "$dir/data" -l "$dir/server.log" -w -t 60 \
-        -o "-p $port -k $dir -c listen_addresses=127.0.0.1" start >/dev/null
+        -o "-p $port -k $dir -c listen_addresses=127.0.0.1 -c shared_buffers=256MB -c max_wal_size=4GB" start >/dev/null
     fi
     export PGPASSFILE=$dir/pgpass
     if [ -z "$(psql -X -q -t -A "postgresql://postgres@127.0.0.1:$port/postgres" \

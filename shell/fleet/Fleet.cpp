@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 
 #include <nlohmann/json.hpp>
@@ -96,11 +97,11 @@ FleetData QueryFleet(store::Connection& db) {
     data.days.push_back(DayCount{Str(row, 0), Num(row, 1), Num(row, 2)});
   }
   for (const Row& row : db.Query(std::string("SELECT subtest, COALESCE(adapter, '(unknown)'), COUNT(*), SUM(CASE WHEN verdict IN ") +
-                                 FailureVerdicts + " THEN 1 ELSE 0 END) FROM step_results WHERE verdict <> 'not_run' "
+                                 FailureVerdicts + " THEN 1 ELSE 0 END) FROM steps WHERE verdict <> 'not_run' "
                                  "GROUP BY 1, 2 ORDER BY 1, 2")) {
     data.rates.push_back(FailureRate{Str(row, 0), Str(row, 1), Num(row, 2), Num(row, 3)});
   }
-  for (const Row& row : db.Query(std::string("SELECT subtest, COALESCE(reason, ''), COUNT(*) FROM step_results WHERE verdict IN ") +
+  for (const Row& row : db.Query(std::string("SELECT subtest, COALESCE(reason, ''), COUNT(*) FROM steps WHERE verdict IN ") +
                                  FailureVerdicts + " GROUP BY 1, 2 ORDER BY 3 DESC, 1, 2 LIMIT 10")) {
     data.frequent.push_back(FrequentFailure{Str(row, 0), Str(row, 1), Num(row, 2)});
   }
@@ -116,23 +117,32 @@ FleetData QueryFleet(store::Connection& db) {
 }
 
 void AddFailedSteps(store::Connection& db, FleetData& data, const std::string& pageFolder) {
-  fs::path pictures = fs::path(pageFolder) / "pictures";
+  // The latest runs go in as one JSON parameter: two queries, however many PCs.
+  nlohmann::json ids = nlohmann::json::array();
+  std::map<std::string, LatestRun*> byId;
   for (LatestRun& run : data.latest) {
-    for (const Row& row : db.Query(std::string("SELECT ordinal, subtest, verdict, reason FROM steps WHERE run_id = $1 AND verdict IN ") +
-                                   FailureVerdicts + " ORDER BY ordinal",
-                                   {run.runId})) {
-      run.failed.push_back(FailedStep{static_cast<int>(Num(row, 0)), Str(row, 1), Str(row, 2), Str(row, 3), ""});
-    }
-    if (run.failed.empty() || pageFolder.empty()) continue;
-    for (const Row& row : db.Query("SELECT ordinal, name, bytes FROM failed_pictures WHERE run_id = $1", {run.runId})) {
-      std::string extension = fs::path(Str(row, 1)).extension().string();
-      std::string name = SafeName(run.runId) + "-" + Str(row, 0);
-      if (extension.size() > 1) name += "." + SafeName(extension.substr(1));
-      fs::create_directories(pictures);
-      WriteAtomically(pictures / name, Str(row, 2));
-      for (FailedStep& step : run.failed) {
-        if (step.ordinal == Num(row, 0)) step.picture = "pictures/" + name;
-      }
+    if (run.failures == 0 && run.state != "running") continue;
+    ids.push_back(run.runId);
+    byId[run.runId] = &run;
+  }
+  if (ids.empty()) return;
+  const std::string inLatest = db.GetDialect() == Dialect::Postgres ? "run_id IN (SELECT jsonb_array_elements_text($1::jsonb))"
+                                                                    : "run_id IN (SELECT value FROM json_each($1))";
+  for (const Row& row : db.Query(std::string("SELECT run_id, ordinal, subtest, verdict, reason FROM steps WHERE ") + inLatest +
+                                 " AND verdict IN " + FailureVerdicts + " ORDER BY run_id, ordinal",
+                                 {ids.dump()})) {
+    byId[Str(row, 0)]->failed.push_back(FailedStep{static_cast<int>(Num(row, 1)), Str(row, 2), Str(row, 3), Str(row, 4), ""});
+  }
+  if (pageFolder.empty()) return;
+  fs::path pictures = fs::path(pageFolder) / "pictures";
+  for (const Row& row : db.Query("SELECT run_id, ordinal, name, bytes FROM failed_pictures WHERE " + inLatest, {ids.dump()})) {
+    std::string extension = fs::path(Str(row, 2)).extension().string();
+    std::string name = SafeName(Str(row, 0)) + "-" + Str(row, 1);
+    if (extension.size() > 1) name += "." + SafeName(extension.substr(1));
+    fs::create_directories(pictures);
+    WriteAtomically(pictures / name, Str(row, 3));
+    for (FailedStep& step : byId[Str(row, 0)]->failed) {
+      if (step.ordinal == Num(row, 1)) step.picture = "pictures/" + name;
     }
   }
 }

@@ -60,8 +60,8 @@ a AS (
   ON CONFLICT DO NOTHING),
 s AS (
   INSERT INTO steps (run_id, ordinal, name, subtest, arguments, machine, verdict, reason, failure_codes,
-                     exit_status, started_at, duration_s, nothing_tested, warnings, errors)
-  SELECT $1::text, x.o, x.n, x.s, x.a, x.m, x.v, x.r, x.f, x.x, x.t, x.d, x.nt, x.w, x.e
+                     exit_status, started_at, duration_s, nothing_tested, warnings, errors, adapter, driver_version)
+  SELECT $1::text, x.o, x.n, x.s, x.a, x.m, x.v, x.r, x.f, x.x, x.t, x.d, x.nt, x.w, x.e, $9::text, $10::text
   FROM jsonb_to_recordset($13::jsonb) AS x(o int, n text, s text, a text, m text, v text, r text, f text, x int,
                                             t timestamptz, d float8, nt int, w int, e int)
   ON CONFLICT DO NOTHING)
@@ -118,11 +118,11 @@ void WriteSqliteRows(Connection& db, const RunRecord& run) {
   }
   for (const StepRecord& s : run.steps) {
     db.Exec("INSERT INTO steps (run_id, ordinal, name, subtest, arguments, machine, verdict, reason, failure_codes, "
-            "exit_status, started_at, duration_s, nothing_tested, warnings, errors) "
-            "VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, $11, $12, $13, $14, $15) ON CONFLICT DO NOTHING",
+            "exit_status, started_at, duration_s, nothing_tested, warnings, errors, adapter, driver_version) "
+            "VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, $11, $12, $13, $14, $15, $16, $17) ON CONFLICT DO NOTHING",
             {run.runId, s.ordinal, Opt(s.name), Opt(s.subtest), s.arguments, Opt(s.machine), s.verdict, Opt(s.reason),
              s.failureCodes, Opt(s.exitStatus), Opt(s.startedAt), Opt(s.durationS), s.nothingTested, s.warnings,
-             s.errors});
+             s.errors, Opt(run.adapter), Opt(run.driverVersion)});
   }
   for (const PictureRecord& p : run.pictures) {
     db.Exec("INSERT INTO failed_pictures (run_id, ordinal, name, bytes) VALUES ($1, $2, $3, $4) ON CONFLICT DO NOTHING",

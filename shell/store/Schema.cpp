@@ -94,8 +94,17 @@ const char* const Version1Outbox = R"SQL(
 CREATE TABLE outbox (run_id TEXT PRIMARY KEY, ended INTEGER NOT NULL);
 )SQL";
 
-// 2: the stderr counts of a step and the pictures of failed steps.
+// 2: the stderr counts of a step and the pictures of failed steps; each step carries its run's
+// adapter, so that failure rates per adapter model need no join over every step.
 const char* const Version2 = R"SQL(
+ALTER TABLE steps ADD COLUMN adapter TEXT;
+ALTER TABLE steps ADD COLUMN driver_version TEXT;
+UPDATE steps SET adapter = (SELECT r.adapter FROM runs r WHERE r.run_id = steps.run_id),
+                 driver_version = (SELECT r.driver_version FROM runs r WHERE r.run_id = steps.run_id);
+DROP VIEW step_results;
+CREATE VIEW step_results AS
+  SELECT s.run_id, r.pc, s.adapter, s.driver_version, s.subtest, s.verdict, s.reason, s.started_at, s.duration_s
+  FROM steps s JOIN runs r ON r.run_id = s.run_id;
 ALTER TABLE steps ADD COLUMN nothing_tested INTEGER NOT NULL DEFAULT 0;
 ALTER TABLE steps ADD COLUMN warnings INTEGER NOT NULL DEFAULT 0;
 ALTER TABLE steps ADD COLUMN errors INTEGER NOT NULL DEFAULT 0;
@@ -106,11 +115,12 @@ CREATE TABLE failed_pictures (
   bytes {BLOB} NOT NULL,
   PRIMARY KEY (run_id, ordinal)
 );
+CREATE INDEX steps_failed ON steps (subtest, reason) WHERE verdict IN ('failed', 'hung', 'crashed', 'machine_down');
 )SQL";
 
 const char* const Version2Roles = R"SQL(
 GRANT INSERT ON failed_pictures TO rasterscan_writer;
-GRANT SELECT ON failed_pictures TO rasterscan_reader;
+GRANT SELECT ON failed_pictures, step_results TO rasterscan_reader;
 )SQL";
 
 void Apply(Connection& db, int version) {

@@ -126,14 +126,14 @@ TEST_P(StoreTest, AnOlderStoreIsMigratedWithItsRunsKept) {
   {
     auto db = Open();
     store::Migrate(*db, 1);
-    db->Exec("INSERT INTO runs (run_id, pc, started_at) VALUES ('old', 'pc-1', '2026-01-02T10:00:00Z')");
+    db->Exec("INSERT INTO runs (run_id, pc, started_at, adapter) VALUES ('old', 'pc-1', '2026-01-02T10:00:00Z', 'Old GX')");
     db->Exec("INSERT INTO steps (run_id, ordinal, subtest, verdict, reason) VALUES ('old', 0, 'ModeTest', 'failed', 'gone')");
   }
   auto observer = MakeStoreObserver(options);
   Feed(*observer, Fixture("stuck-pixel"));
   auto db = Open();
   EXPECT_EQ(store::SchemaVersion(*db), store::LatestSchemaVersion);
-  EXPECT_EQ(Count(*db, "SELECT COUNT(*) FROM step_results WHERE run_id = 'old' AND reason = 'gone'"), 1);
+  EXPECT_EQ(Count(*db, "SELECT COUNT(*) FROM step_results WHERE run_id = 'old' AND reason = 'gone' AND adapter = 'Old GX'"), 1);
   EXPECT_EQ(Count(*db, "SELECT nothing_tested + warnings + errors FROM steps WHERE run_id = 'old'"), 0);
   EXPECT_EQ(Count(*db, "SELECT COUNT(*) FROM failed_pictures"), 3);
 }
