@@ -66,11 +66,14 @@ void Store::Record(const nlohmann::json& run, bool ended, std::vector<std::strin
   if (!ended && std::chrono::steady_clock::now() < retryAfter) return;
   try {
     Sync();
-  } catch (const StoreUnreachable& e) {
+  } catch (const StoreError& e) {
+    // Out of reach, or a server that refuses (rights, schema): the run waits either way, and
+    // the technician hears of it once, not at every step.
     server.reset();
     if (retryAfter == std::chrono::steady_clock::time_point{}) {
-      problems.push_back(ServerName() + " is out of reach (" + e.what() + "); the run is kept in " +
-                         localPath + " and sent by the next run or by sync");
+      bool unreachable = dynamic_cast<const StoreUnreachable*>(&e) != nullptr;
+      problems.push_back(ServerName() + (unreachable ? " is out of reach (" : " refused the run (") + e.what() +
+                         "); the run is kept in " + localPath + " and sent by the next run or by sync");
     }
     retryAfter = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   }
@@ -85,7 +88,7 @@ int Store::Sync() {
     if (!run) continue;
     try {
       Write(Server(), *run);
-    } catch (const StoreUnreachable&) {
+    } catch (const StoreError&) {
       server.reset();
       throw;
     }
