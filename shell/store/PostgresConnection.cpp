@@ -1,5 +1,7 @@
 #include <libpq-fe.h>
 
+#include <map>
+
 #include "Database.h"
 
 namespace store {
@@ -73,14 +75,26 @@ class PostgresConnection : public Connection {
   }
 
  private:
-  void Check(PGresult* result) {
+  void Check(PGresult* result, bool clear = false) {
     ExecStatusType status = PQresultStatus(result);
-    if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK) return;
+    if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK) {
+      if (clear) PQclear(result);
+      return;
+    }
     std::string message = Trimmed(result ? PQresultErrorMessage(result) : PQerrorMessage(conn));
     if (message.empty()) message = Trimmed(PQerrorMessage(conn));
     PQclear(result);
     if (PQstatus(conn) != CONNECTION_OK) throw StoreUnreachable(message);
     throw StoreError(message);
+  }
+
+  // Each text is parsed and planned once per connection: a run's statement is long.
+  const std::string& Prepared(const std::string& sql, int parameters) {
+    auto found = prepared.find(sql);
+    if (found != prepared.end()) return found->second;
+    std::string name = "s" + std::to_string(prepared.size() + 1);
+    Check(PQprepare(conn, name.c_str(), sql.c_str(), parameters, nullptr), true);
+    return prepared.emplace(sql, name).first->second;
   }
 
   void Run(const std::string& sql, const std::vector<Param>& params, Rows* rows) {
@@ -92,8 +106,11 @@ class PostgresConnection : public Connection {
       lengths.push_back(p.value ? static_cast<int>(p.value->size()) : 0);
       formats.push_back(p.bytes ? 1 : 0);
     }
-    PGresult* result = PQexecParams(conn, sql.c_str(), static_cast<int>(params.size()), nullptr, values.data(),
-                                    lengths.data(), formats.data(), 0);
+    // Without parameters (BEGIN, COMMIT, DDL) the simple protocol does.
+    const int count = static_cast<int>(params.size());
+    PGresult* result = count == 0 ? PQexec(conn, sql.c_str())
+                                  : PQexecPrepared(conn, Prepared(sql, count).c_str(), count, values.data(),
+                                                   lengths.data(), formats.data(), 0);
     Check(result);
     if (rows) {
       int count = PQntuples(result);
@@ -118,6 +135,7 @@ class PostgresConnection : public Connection {
   }
 
   PGconn* conn = nullptr;
+  std::map<std::string, std::string> prepared;
 };
 
 }  // namespace
