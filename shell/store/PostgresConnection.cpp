@@ -107,10 +107,10 @@ class PostgresConnection : public Connection {
       formats.push_back(p.bytes ? 1 : 0);
     }
     // Without parameters (BEGIN, COMMIT, DDL) the simple protocol does.
-    const int count = static_cast<int>(params.size());
-    PGresult* result = count == 0 ? PQexec(conn, sql.c_str())
-                                  : PQexecPrepared(conn, Prepared(sql, count).c_str(), count, values.data(),
-                                                   lengths.data(), formats.data(), 0);
+    const int parameters = static_cast<int>(params.size());
+    PGresult* result = parameters == 0 ? PQexec(conn, sql.c_str())
+                                       : PQexecPrepared(conn, Prepared(sql, parameters).c_str(), parameters,
+                                                        values.data(), lengths.data(), formats.data(), 0);
     Check(result);
     if (rows) {
       int count = PQntuples(result);

@@ -142,9 +142,9 @@ bool IsFailure(const std::string& verdict) {
 
 RunRecord FromResults(const json& run, const std::string& runFolder, bool ended, std::vector<std::string>& problems) {
   RunRecord record;
-  record.runId = run.value("run_id", "");
+  record.runId = Text(run, "run_id").value_or("");
   if (record.runId.empty()) throw StoreError("results without a run_id");
-  record.pc = run.value("pc", "");
+  record.pc = Text(run, "pc").value_or("");
   record.suite = Text(run, "suite");
   record.shellVersion = Text(run, "shell_version");
   record.programVersion = Text(run, "program_version");

@@ -57,6 +57,7 @@ void Store::Record(const nlohmann::json& run, bool ended, std::vector<std::strin
   std::string folder = options.runFolder;
   if (folder.empty()) folder = run.value("run_folder", "");
   RunRecord record = FromResults(run, folder, ended, problems);
+  if (record.pc.empty()) record.pc = PcIdentity(options.pc);
   Connection& db = Local();
   if (!url.postgres) {
     Write(db, record);

@@ -32,6 +32,16 @@ eval "$server"
 failed=$(psql -X -t -A "$RASTERSCAN_STORE" -c "SELECT pc || ': ' || subtest || ': ' || reason FROM step_results WHERE verdict = 'failed' ORDER BY subtest")
 [ "$(echo "$failed" | grep -c '^depot-line-3: .*Test: The rendered picture failed the checksum verification')" = 3 ] || fail "step_results: $failed"
 
+# Sixteen shells at once, each a process with its own run folders: every run there once, no word
+# to any technician.
+for i in $(seq 1 16); do
+  "$driver" --runs "shells/$i" feed --run-id "shell-$i" --as-pc "line-$i" "$data/stuck-pixel/results.json" 2>"shells-$i.err" &
+done
+wait
+cat shells-*.err | grep . && fail "a shell said something"
+[ "$(psql -X -t -A "$RASTERSCAN_STORE" -c "SELECT COUNT(*) || ' ' || COUNT(DISTINCT run_id) FROM step_results WHERE pc LIKE 'line-%'")" = "288 16" ] ||
+  fail "sixteen shells"
+
 # A run made while the server is stopped arrives once, by sync.
 bash "$source_dir/tools/depot-db.sh" stop "$work/db"
 "$driver" --runs runs feed --run-id made-while-down --as-pc bench-09 "$data/good/results.json" 2>err
@@ -56,7 +66,7 @@ browse --dump-dom "file://$work/fleet/fleet.html" > dom.html
 grep -q '<canvas id="chart"[^>]*style="display: block' dom.html || fail "the chart was not drawn"
 for pc in bench-07 bench-09 depot-line-3; do grep -q "<td>$pc</td>" dom.html || fail "$pc missing on the page"; done
 links=$(grep -o 'href="pictures/[^"]*"' dom.html | sed 's/href="//; s/"$//')
-[ "$(echo "$links" | wc -l)" = 3 ] || fail "picture links: $links"
+[ "$(echo "$links" | wc -l)" = 51 ] || fail "picture links (three for each of seventeen PCs): $links"
 for link in $links; do
   cmp -s "fleet/$link" "$data/stuck-pixel/steps/06-verify-ModeTest/screenshots/ModeTest_1024_768_32_1.png" || fail "picture $link"
 done
