@@ -155,7 +155,8 @@ RunRecord FromResults(const json& run, const std::string& runFolder, bool ended,
   if (hardware != run.end() && hardware->is_object()) {
     record.hardware = hardware->dump();
     int ordinal = 0;
-    for (const json& a : hardware->value("adapters", json::array())) {
+    auto list = hardware->find("adapters");
+    for (const json& a : list != hardware->end() && list->is_array() ? *list : json::array()) {
       if (!a.is_object()) continue;
       record.adapters.push_back(AdapterRecord{ordinal++, Text(a, "name"), Text(a, "vendor_id"), Text(a, "device_id"),
                                               Text(a, "driver_version"), Number<long long>(a, "memory_bytes")});
@@ -167,12 +168,13 @@ RunRecord FromResults(const json& run, const std::string& runFolder, bool ended,
   }
   ended = ended || Text(run, "ended_at").has_value();
   int failures = 0;
-  for (const json& step : run.value("steps", json::array())) {
+  auto steps = run.find("steps");
+  for (const json& step : steps != run.end() && steps->is_array() ? *steps : json::array()) {
     if (!step.is_object()) continue;
     StepRecord s;
-    s.verdict = step.value("verdict", "");
+    s.verdict = Text(step, "verdict").value_or("");  // null while the step runs
     if (!(ended && s.verdict == "not_run") && !IsEndedVerdict(s.verdict)) continue;
-    s.ordinal = step.value("index", -1);
+    s.ordinal = static_cast<int>(Number<long long>(step, "index").value_or(-1));
     if (s.ordinal < 0) continue;
     s.name = Text(step, "name");
     s.subtest = Text(step, "subtest");
@@ -183,9 +185,10 @@ RunRecord FromResults(const json& run, const std::string& runFolder, bool ended,
     s.exitStatus = Number<long long>(step, "exit_status");
     s.startedAt = Text(step, "started_at");
     s.durationS = Number<double>(step, "duration_s");
-    s.nothingTested = step.value("nothing_tested", false) ? 1 : 0;
-    s.warnings = step.value("warnings", 0);
-    s.errors = step.value("errors", 0);
+    auto nothingTested = step.find("nothing_tested");
+    s.nothingTested = nothingTested != step.end() && nothingTested->is_boolean() && nothingTested->get<bool>();
+    s.warnings = static_cast<int>(Number<long long>(step, "warnings").value_or(0));
+    s.errors = static_cast<int>(Number<long long>(step, "errors").value_or(0));
     if (IsFailure(s.verdict)) {
       ++failures;
       if (auto picture = Text(step, "failed_picture")) {
@@ -205,7 +208,7 @@ RunRecord FromResults(const json& run, const std::string& runFolder, bool ended,
     }
     record.steps.push_back(std::move(s));
   }
-  if (ended) record.end = RunEnd{Text(run, "ended_at"), run.value("state", "finished"), failures};
+  if (ended) record.end = RunEnd{Text(run, "ended_at"), Text(run, "state").value_or("finished"), failures};
   return record;
 }
 

@@ -28,6 +28,8 @@ json After(const json& run, size_t done) {
     partial["steps"][i]["verdict"] = "not_run";
     partial["steps"][i]["failed_picture"] = nullptr;
   }
+  // The next step has started: no verdict yet.
+  if (done < partial["steps"].size()) partial["steps"][done]["verdict"] = nullptr;
   return partial;
 }
 
