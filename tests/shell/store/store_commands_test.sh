@@ -46,6 +46,9 @@ cat shells-*.err | grep . && fail "a shell said something"
 bash "$source_dir/tools/depot-db.sh" stop "$work/db"
 "$driver" --runs runs feed --run-id made-while-down --as-pc bench-09 "$data/good/results.json" 2>err
 [ "$(grep -c '^warning: results store: .*out of reach' err)" = 1 ] || fail "warning: $(cat err)"
+# History without the server: this PC's runs from its own file, and a line saying so.
+"$driver" --runs runs history bench-09 2>err | grep -q 'passed .*made-while-down' || fail "history from the outbox"
+grep -q '^warning: results store: .*cannot be read' err || fail "history warning: $(cat err)"
 server=$(bash "$source_dir/tools/depot-db.sh" start "$work/db")
 eval "$server"
 "$driver" --runs runs sync | grep -q '^Sent 1 run to ' || fail "sync"
