@@ -11,6 +11,9 @@ if [ "${1:-}" = "--windows" ]; then
   packages+=(mingw-w64 wine wine64 googletest xvfb xauth libgl1 libglx-mesa0 libgl1-mesa-dri)
 fi
 
+# The shell's results store (SQLite, PostgreSQL client and a throwaway server) and the fleet page's chart.
+packages+=(nlohmann-json3-dev libcli11-dev libsqlite3-dev libpq-dev postgresql libjs-chart.js chromium)
+
 sudo_cmd=()
 [ "$(id -u)" -eq 0 ] || sudo_cmd=(sudo)
 missing=()

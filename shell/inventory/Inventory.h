@@ -1,0 +1,14 @@
+// The shell's side of the hardware inventory: runs raster-inventory as a process and gives its
+// "hardware" object for results.json.
+#pragma once
+
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+// The object raster-inventory printed, or null (results.json then says "hardware": null) with
+// the reason in `problem`. Its output goes through a file in `scratchFolder` while it runs.
+nlohmann::json ReadInventory(const std::string& program, const std::string& scratchFolder, std::string* problem = nullptr);
+
+// The object in the program's output; null unless it has the contract's shape.
+nlohmann::json ParseInventory(const std::string& output);
