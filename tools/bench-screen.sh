@@ -2,9 +2,9 @@
 # Screen walks on a 1920x1080x32 primary surface, as two ratios from one run: ChecksumSurface
 # throughput against memcpy of the same bytes (it reads each byte once and writes none: at least
 # 1.5), and ComparePixelDumps on two dumps with a few hundred scattered bytes changed against cmp -l
-# of the same two files (at least 1.5 times faster). Both compare times are wall-clock means per run. cmp writes its list
-# to a file: with its output on /dev/null GNU cmp stops at the first difference, and its time is
-# then only that of starting a process.
+# of the same two files (at least 1.5 times faster). Both compare times are wall-clock means per
+# run. cmp writes its list to a file: with its output on /dev/null GNU cmp stops at the first
+# difference, and its time is then only that of starting a process.
 #   bash tools/bench-screen.sh [cmp runs]
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
