@@ -4,6 +4,10 @@
 #include <cstdio>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "platform/files.h"
 #include "screen/DirectDrawSession.h"
 
@@ -24,6 +28,26 @@ bool LockForWalk(DirectDrawSession& session, uint32_t& rowBytes, uint32_t& rows)
   return true;
 }
 
+#if defined(__SSE2__)
+// psadbw adds eight bytes at a time into 64-bit lanes; four sums in flight keep the loads coming,
+// so the walk runs at the memory's speed. The low 32 bits are the wrapping byte-by-byte total.
+uint32_t SumBytes(const uint8_t* bytes, uint32_t count) {
+  const __m128i zero = _mm_setzero_si128();
+  __m128i a = zero, b = zero, c = zero, d = zero;
+  uint32_t i = 0;
+  for (; count - i >= 64; i += 64) {
+    a = _mm_add_epi64(a, _mm_sad_epu8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + i)), zero));
+    b = _mm_add_epi64(b, _mm_sad_epu8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + i + 16)), zero));
+    c = _mm_add_epi64(c, _mm_sad_epu8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + i + 32)), zero));
+    d = _mm_add_epi64(d, _mm_sad_epu8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + i + 48)), zero));
+  }
+  const __m128i all = _mm_add_epi64(_mm_add_epi64(a, b), _mm_add_epi64(c, d));
+  uint32_t sum = static_cast<uint32_t>(_mm_cvtsi128_si32(all)) +
+                 static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_unpackhi_epi64(all, all)));
+  for (; i < count; ++i) sum += bytes[i];
+  return sum;
+}
+#else
 // Summed in stretches of fixed length so that the compiler adds many bytes at once: 256 bytes come
 // to at most 65280, so a 16-bit part is exact, and the wrapping total is the same as byte by byte.
 uint32_t SumBytes(const uint8_t* bytes, uint32_t count) {
@@ -38,6 +62,7 @@ uint32_t SumBytes(const uint8_t* bytes, uint32_t count) {
   for (; bytes != end; ++bytes) sum += *bytes;
   return sum;
 }
+#endif
 
 // Each row goes to the file, is summed if asked, then overwritten with `fill`. A file that cannot
 // be made does not spare the screen.

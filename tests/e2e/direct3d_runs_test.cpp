@@ -211,13 +211,4 @@ TEST_F(Direct3DRuns, EachLaunchResultHasItsCode) {
   }
 }
 
-TEST_F(Direct3DRuns, AbsentUnderWindowsPE) {
-  const ProcessResult run = Run3D({"-interactive=false"}, std::string(MACHINES_DIR) + "/winpe.ini");
-  EXPECT_EQ(run.Status, 1);
-  // An unknown name: the list of the names there are, without it.
-  EXPECT_EQ(run.Stdout.find("DX93DRenderingTest"), std::string::npos) << run.Stdout;
-  EXPECT_NE(run.Stdout.find("LogMessage 15 20001 \"BltTest | ExtendedVideoMemoryTest"), std::string::npos) << run.Stdout;
-  EXPECT_NE(run.Stdout.find("TestFailed 990521\n"), std::string::npos);
-}
-
 }  // namespace

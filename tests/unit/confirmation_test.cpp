@@ -107,16 +107,6 @@ TEST_F(Confirmation, ThreeDigitsStandRedGreenBlueFromLeftToRight) {
   EXPECT_EQ(byX[480].Bounds.Top, 480 + 2 * (10 - 48));
 }
 
-TEST_F(Confirmation, RightDigitOnTheKeypadEndsTheWindow) {
-  ChooseConfirmationDigits();
-  Hwnd window = MakeWindow();
-  int32_t wrongKeys = 0;
-  KeyOutcome = KeyUndecided;
-  HandleSingleDigitKey(VkNumpad0 + static_cast<uint32_t>(GetGreenDigit()), window, kModeKeys, 1, wrongKeys, "ModeTest");
-  EXPECT_EQ(KeyOutcome, KeyConfirmed);
-  EXPECT_FALSE(IsWindow(window));
-}
-
 TEST_F(Confirmation, WrongKeysAreForgivenUpToRetriesThenEndTheWindowWithTheirCode) {
   ChooseConfirmationDigits();
   Hwnd window = MakeWindow();

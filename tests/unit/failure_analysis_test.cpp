@@ -62,6 +62,21 @@ TEST_F(SurfaceWalks, SumsSeeTheRowsOnlyAndTheDumpSumsWhatItSaves) {
   ExpectFilled(0x00);
 }
 
+// Rows long enough for the wide adds, with a tail and padding: the total must be the plain byte sum,
+// since calibration records made by older builds hold it.
+TEST_F(SurfaceWalks, TheSumOfWideRowsIsTheByteByByteSum) {
+  Screen(101, 3, 32, 7);
+  uint32_t expected = 0;
+  for (int32_t y = 0; y < 3; ++y)
+    for (int32_t i = 0; i < Surface().Pitch; ++i) {
+      const uint8_t byte = static_cast<uint8_t>(255 - (i * 7 + y * 13) % 256);
+      Surface().Row(y)[i] = byte;
+      if (i < 404) expected += byte;
+    }
+  session_.ChecksumSurface();
+  EXPECT_EQ(session_.Checksum, expected);
+}
+
 TEST_F(SurfaceWalks, WhiteAndBlackDumpsWriteOverOlderFilesWithoutCuttingThem) {
   Write("BLT101.CAL", Bytes(50, 0xAB));
   session_.Checksum = 77;

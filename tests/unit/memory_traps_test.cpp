@@ -158,6 +158,7 @@ TEST(ReadWidth, KnowsTheLoadsOfTheMemoryWalks) {
       {{0xF2, 0x0F, 0x10, 0x07}, 8},        // movsd xmm0, [rdi]
       {{0xF3, 0x0F, 0x7E, 0x07}, 8},        // movq xmm0, [rdi]
       {{0x66, 0x0F, 0x74, 0x07}, 16},       // pcmpeqb xmm0, [rdi]
+      {{0x66, 0x0F, 0xF6, 0x07}, 16},       // psadbw xmm0, [rdi]
       {{0xAC}, 1},                          // lodsb, and anything else
   };
   for (const auto& c : cases) EXPECT_EQ(sim::ReadWidth(c.Code.data()), c.Width) << std::hex << int{c.Code[0]};

@@ -92,26 +92,6 @@ class OperatorTest : public WindowFixture {
 
 }  // namespace
 
-TEST_F(OperatorTest, PressesTheDigitItReadsOffTheScreen) {
-  Drawn() = {{"Press the number you see", 20}, {"7", 304}};
-  Script("digit");
-  EXPECT_EQ(Show(), (std::vector<WParam>{'7'}));
-  EXPECT_EQ(sim::OperatorStepsLeft(), 0u);
-
-  Drawn() = {{"2", 304}};
-  Script("keypad-digit");
-  EXPECT_EQ(Show(), (std::vector<WParam>{VkNumpad0 + 2}));
-
-  // Wrong digit: one that is not on the screen.
-  Drawn() = {{"3", 100}, {"4", 304}};
-  Script("wrong-digit");
-  std::vector<WParam> keys = Show();
-  ASSERT_EQ(keys.size(), 1u);
-  EXPECT_TRUE(keys[0] >= '0' && keys[0] <= '9');
-  EXPECT_NE(keys[0], static_cast<WParam>('3'));
-  EXPECT_NE(keys[0], static_cast<WParam>('4'));
-}
-
 TEST_F(OperatorTest, ReadsSeveralDigitsLeftToRightAndWaitsForTheWindowToShowThem) {
   // Three digits: the window ends at the first key; the other two stay queued for nobody.
   Drawn() = {{"9", 480}, {"1", 160}, {"5", 320}};

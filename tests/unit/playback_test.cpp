@@ -65,14 +65,6 @@ class PlaybackGraph : public window_test::WindowFixture {
 
   static std::wstring Wide(const std::string& text) { return std::wstring(text.begin(), text.end()); }
 
-  static void UseMachine(uint32_t decodeMilliseconds, bool renderer) {
-    platform::sim::Machine machine;
-    machine.VirtualClock = true;
-    machine.DecodeMilliseconds = decodeMilliseconds;
-    machine.VideoRenderer = renderer;
-    platform::sim::SetCurrentMachine(machine);
-  }
-
   // Renders `path` into a new graph with a renderer of its own; the HRESULT of RenderFile.
   platform::HResult Render(const std::string& path) {
     EXPECT_EQ(platform::CreateFilterGraph(&graph_), platform::SOk);
@@ -156,22 +148,6 @@ TEST_F(PlaybackGraph, PlaysTheClipInTheConsoleWindowAtTwiceItsSpeed) {
   EXPECT_GT(whiteRows, 4);
   for (int32_t y = 400; y < 480; ++y)
     for (int32_t x = 0; x < 640 * 4; ++x) ASSERT_EQ(screen.Row(y)[x], 0) << x << "," << y;
-}
-
-TEST_F(PlaybackGraph, ASlowDecoderShowsFewerFramesInTheSameTime) {
-  // 30 ms a frame against 20 ms between frames: frame k is shown at 30 (k + 1) ms, and the clip's
-  // end at 2000 ms leaves 67 of them shown in 2010 ms.
-  UseMachine(30, true);
-  ASSERT_EQ(Render(folder_ + "/clock.avi"), platform::SOk);
-  EXPECT_EQ(PlayInConsole(2.0), 67 * 100000 / 2010);
-  EXPECT_EQ(end_ - start_, 2010u);
-}
-
-TEST_F(PlaybackGraph, ARendererThatCannotBeMadeIsNotRegistered) {
-  UseMachine(0, false);
-  platform::BaseFilter* renderer = nullptr;
-  EXPECT_EQ(platform::CreateVideoRenderer(&renderer), platform::ClassENotRegistered);
-  EXPECT_EQ(renderer, nullptr);
 }
 
 TEST_F(PlaybackGraph, TheVideoWindowWaitsForAClip) {

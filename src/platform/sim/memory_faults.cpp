@@ -185,6 +185,7 @@ size_t ReadWidth(const uint8_t* code) {
         case 0x6F: return operand16 || repeat ? 16 : 8;  // movdqa, movdqu; movq to an MMX register
         case 0x74: case 0x75: case 0x76: return operand16 ? 16 : 8;  // pcmpeqb, w, d
         case 0x7E: return repeat ? 8 : 1;       // movq to an SSE register
+        case 0xF6: return operand16 ? 16 : 8;   // psadbw, which the frame-buffer sum may read memory with
         default: return 1;
       }
     default:
