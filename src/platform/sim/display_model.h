@@ -35,6 +35,7 @@ struct TargetState {
   uint32_t Id = 0;
   bool HasMonitor = false;
   std::string MonitorName;
+  bool LinkBroken = false;  // the monitor on it shows nothing
   bool Active = false;
   uint32_t Source = 0;
 };
@@ -113,6 +114,9 @@ const DisplayConfig& CurrentDisplayConfig();
 
 // The primary adapter's frame buffer: what the screen shows.
 Surface& PrimaryFrameBuffer();
+
+// True when every monitor that shows the primary desktop has a broken link: a person sees nothing.
+bool PrimaryMonitorsShowNothing();
 
 // When `surface` is an adapter's frame buffer, puts that adapter's stuck pixels and stuck bits
 // (inside the present mode) into it: called before every read of the frame buffer, so that what

@@ -210,6 +210,7 @@ void TypeCharacter(char c) {
 
 // The single digits drawn in the window, left to right: what a person reads off the screen.
 std::vector<int> DigitsOnScreen(Hwnd front) {
+  if (PrimaryMonitorsShowNothing()) return {};
   Rect area;
   GetWindowRect(front, &area);
   std::vector<TextRun> runs = TextRunsIn(ScreenSurface(), area);
