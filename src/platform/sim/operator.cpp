@@ -272,7 +272,7 @@ bool DefaultRotate() {
   return true;
 }
 
-void Complain(const std::string& what) { std::fprintf(stderr, "operator: %s\n", what.c_str()); }
+void Complain(const std::string& what) { std::fprintf(stderr, "warning: operator: %s\n", what.c_str()); }
 
 // Does the step at the head of the script if it can be done now.
 bool TryStep(Step& step, Hwnd front, uint32_t now, uint32_t& wakeAt, bool& done) {
