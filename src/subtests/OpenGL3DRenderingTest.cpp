@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "framework/ControlFiles.h"
+#include "framework/ErrorLines.h"
 #include "framework/KestArgument.h"
 #include "framework/KestConstraint.h"
 #include "framework/KestException.h"
@@ -306,6 +307,9 @@ int32_t OpenGL3DRenderingTest::RunOnDisplays() {
   SetScreenResult(1);
   const int32_t count = static_cast<int32_t>(Monitors.size());
   if (TestAll && ActiveDisplay) {
+    static bool told = false;  // once for the run, not for each mode
+    if (count == 0 && !told) WarnNothingTested("no display monitor to draw on");
+    told = told || count == 0;
     // The first monitor that fails decides; a later one that passes does not hide it.
     int32_t kept = 1;
     for (int32_t index = 0; index < count; ++index) {

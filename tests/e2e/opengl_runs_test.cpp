@@ -218,6 +218,18 @@ TEST_F(OpenGLRuns, EveryActiveDisplayIsTestedAndThePrimaryTakesTheWindowOnReques
   const ProcessResult verification = Run(all, two);
   EXPECT_EQ(verification.Status, 0) << verification.Stdout;
   EXPECT_EQ(Count(verification.Stdout, "LogMessage 14 210 \"640x480x32\" \"\"\n"), 2u);
+  EXPECT_EQ(verification.Stderr.find("nothing tested"), std::string::npos) << verification.Stderr;
+
+  // No monitor at all: the pass that the protocol gives is said on standard error to be empty.
+  const std::string headless = Machine("headless.ini", "[Display.1]\nModes=640x480x32,800x600x32\nCurrent=640x480x32\n"
+                                                       "[Monitor.1]\nDisplay=1\nConnected=false\n");
+  std::vector<std::string> both = all;
+  both.push_back("-Mode800x600x32=true");
+  both.push_back("-VerifyChecksum=false");
+  const ProcessResult none = Run(both, headless);
+  EXPECT_EQ(none.Status, 0) << none.Stdout;
+  EXPECT_EQ(Count(none.Stdout, "LogMessage 14 210 "), 0u);
+  EXPECT_EQ(none.Stderr, "warning: nothing tested: no display monitor to draw on\n");
 
   // The second monitor, once attached, is display 1; -PrimaryDisp puts its window on the primary,
   // where the operator reads the digit.
