@@ -2,6 +2,7 @@
 // a port the operator connects when asked, the planted faults with their codes, the edge cases of
 // videoport.ini, the port log byte for byte, and the display configuration the machine is left
 // in (its state file).
+#include <cstdio>
 #include <fstream>
 #include <regex>
 #include <string>
@@ -86,6 +87,7 @@ TEST_F(PortRuns, BothWalksPassOnThreePortsOfTwoTypesAndPutTheStartConfigurationB
     SCOPED_TRACE(all);
     const ProcessResult run = Ports(machine, {"-INISection=connected", all});
     EXPECT_EQ(run.Status, 0) << run.Stdout << run.Stderr;
+    EXPECT_EQ(run.Stderr, "");
     EXPECT_EQ(Protocol(run.Stdout), std::string(kStart) +
                                         "UpdatePercentage 10\nUpdatePercentage 20\nUpdatePercentage 40\n"
                                         "UpdatePercentage 60\n" + kPassEnd);
@@ -128,6 +130,8 @@ TEST_F(PortRuns, TwoIdenticalCardsAreNumberedAndTheirDesktopsComeBackWhereTheyWe
   WriteIni("[07A1]\n235,DVI,Matrox G200eR2#3\n");
   const ProcessResult unnamed = Ports(machine, {"-TestAllPorts=true", "-Retries=0"});
   EXPECT_EQ(unnamed.Status, 0) << unnamed.Stdout;
+  EXPECT_EQ(unnamed.Stderr, "warning: nothing tested: .\\videoport.ini names no card of this machine (Matrox G200eR2#3); "
+                            "any card's port stands in\n");
 }
 
 TEST_F(PortRuns, APortConnectedByTheOperatorAfterThePromptIsFoundAtTheNextScan) {
@@ -150,6 +154,18 @@ TEST_F(PortRuns, APortConnectedByTheOperatorAfterThePromptIsFoundAtTheNextScan) 
   const ProcessResult four = Ports(machine, {"-Retries=3"}, "digit; answer ok; answer ok; answer ok; answer ok");
   EXPECT_EQ(four.Status, 1) << four.Stderr;
   EXPECT_EQ(Count(four.Stdout, "ReportFailure 990807\n"), 1u);
+
+  // A stop request ends the prompt: the walk goes on as after any answer, and standard error says
+  // that nobody answered.
+  std::ofstream(Folder + "/diagconf.ini");
+  const ProcessResult stopped =
+      Ports(PortMachine("ports-missing-monitor", "\n[Events]\nKillFileAtTime=8000 .\\kill.ctl\n"), {"-Retries=0"},
+            "digit; nothing");
+  EXPECT_EQ(stopped.Status, 1);
+  EXPECT_EQ(Count(stopped.Stdout, "ReportFailure 990807\n"), 1u) << stopped.Stdout;
+  EXPECT_NE(stopped.Stderr.find("warning: answer cut short by a stop request: "), std::string::npos) << stopped.Stderr;
+  std::remove((Folder + "/diagconf.ini").c_str());
+  std::remove((Folder + "/kill.ctl").c_str());
 
   // All ports at once: the missing one is asked for at every scan, then the walk gives up.
   const ProcessResult allAtOnce = Ports(machine, {"-TestAllPorts=true", "-Retries=1"}, "answer ok; answer ok");
