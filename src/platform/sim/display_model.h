@@ -61,11 +61,14 @@ struct AdapterState {
 
   bool IsPseudo() const { return Config.Kind != AdapterKind::Adapter; }
   bool OnDesktop() const { return Current.Attached && !IsPseudo(); }
-  // On the desktop without a monitor on any output: the system lists no display monitor for it.
+  // No monitor on any output, as the machine file says and no cable plugged in since: the
+  // system lists no display monitor for it.
   bool Headless() const {
+    for (const MonitorConfig& m : Config.Monitors)
+      if (m.Connected) return false;
     for (const TargetState& t : Targets)
       if (t.HasMonitor) return false;
-    return true;
+    return !Config.Monitors.empty();
   }
   // The refresh rates the driver offers for a mode (60 Hz left out where refused).
   std::vector<uint32_t> RatesOf(const ModeSize& mode) const;
