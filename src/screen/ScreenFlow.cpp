@@ -6,8 +6,8 @@
 #include <exception>
 
 #include "framework/ControlFiles.h"
-#include "framework/ErrorLines.h"
 #include "framework/DiagnosticManager.h"
+#include "framework/ErrorLines.h"
 #include "framework/KestDiag.h"
 #include "framework/KestException.h"
 #include "framework/Kestout.h"

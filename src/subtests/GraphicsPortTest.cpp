@@ -6,8 +6,8 @@
 
 #include "config/FileParser.h"
 #include "framework/ControlFiles.h"
-#include "framework/ErrorLines.h"
 #include "framework/DiagnosticManager.h"
+#include "framework/ErrorLines.h"
 #include "framework/KestArgument.h"
 #include "framework/KestConstraint.h"
 #include "framework/KestException.h"
