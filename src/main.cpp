@@ -25,7 +25,7 @@ int main(int argc, char** argv) {
 
   std::string error;
   if (!platform::Startup(error)) {
-    std::fprintf(stderr, "raster-scan: %s\n", error.c_str());
+    std::fprintf(stderr, "error: %s\n", error.c_str());
     return 1;
   }
 

@@ -10,7 +10,8 @@
 # console window and judges the frame rate (a screenshot of its last frame), and the scripted
 # operator turns the screen for RotationTest and says whether it went dark for
 # VideoPowerManagementTest; GraphicsPortTest makes each port of videoport.ini (the sample for the
-# machine from machines/videoport/) the only display and renders on it. Further arguments go to
+# machine from machines/videoport/) the only display and renders on it, and the operator confirms
+# the digit on each port's screen. Further arguments go to
 # every run, e.g. -debug=true.
 #   bash tools/run-main.sh [arguments...]
 # RASTERSCAN_MACHINE=<file> verifies on another machine, e.g. machines/display-stuck-pixel.ini.
@@ -78,7 +79,8 @@ RASTERSCAN_OPERATOR='answer ok; say-if-blank' run VideoPowerManagementTest -subt
 ports="$top/machines/videoport/$(basename "${field_machine:-default.ini}")"
 [ -f "$ports" ] || ports="$top/machines/videoport/default.ini"
 cp "$ports" videoport.ini
-run GraphicsPortTest -subtest=GraphicsPortTest "$@"
+# The operator types the digit that each port's screen shows (one step for each port).
+RASTERSCAN_OPERATOR='digit; digit; digit; digit' run GraphicsPortTest -subtest=GraphicsPortTest "$@"
 unset RASTERSCAN_SCREENSHOTS
 run ExtendedVideoMemoryTest -subtest=ExtendedVideoMemoryTest "$@"
 

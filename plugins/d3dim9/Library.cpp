@@ -157,16 +157,13 @@ int32_t RunScene(Test& t) {
     if (shown == PresentResult::Shown) ++frame;
   }
   t.Checksum = s.ScreenChecksum();
-  // The port test has its own time limit and asks the operator for cables, not for digits: a
-  // scene that reached the screen of the port passes.
-  if (t.GraphicsPort) {
-    t.Status = t.Checksum != 0 ? 1 : 0;
-    return 1;
-  }
   if (t.Mode != kInteractive) {
-    t.Status = 1;
+    // Unattended, a port passes when its scene reached the screen; the checksum judges the rest.
+    t.Status = !t.GraphicsPort || t.Checksum != 0 ? 1 : 0;
     return 1;
   }
+  // Only a person in front of the port's monitor can tell that the picture is on that screen; the
+  // port test's timer ends the wait.
   return AskOperator(t) ? 1 : -3;
 }
 

@@ -22,6 +22,7 @@ struct CountdownState {
   uint32_t ticksElapsed = 0;
   CountdownHook hook = nullptr;
   int32_t countdownState = CountdownRunning;
+  Hwnd frame = 0;
 };
 
 CountdownState& Block() {
@@ -50,8 +51,24 @@ void Paint(Hwnd window) {
   EndPaint(window, &paint);
 }
 
+// Frame and panel where a prompt stands on the present screen.
+void PlaceCentred(Hwnd frame, Hwnd panel) {
+  const int32_t left = GetSystemMetrics(SmCxScreen) / 2 - 270;
+  const int32_t top = GetSystemMetrics(SmCyScreen) / 2 - 145;
+  const uint32_t moveOnly = SwpNoSize | SwpNoZOrder | SwpNoActivate;
+  SetWindowPos(frame, 0, left, top, 0, 0, moveOnly);
+  SetWindowPos(panel, 0, left + 54, top + 29, 0, 0, moveOnly);
+}
+
 LResult PLATFORM_CALLBACK PanelHandler(Hwnd window, uint32_t message, WParam wParam, LParam lParam) {
   CountdownState& s = Block();
+  if (message == WmDisplayChange && s.frame != 0) {
+    // The screen turned or changed its size: the countdown stays in its middle, and is drawn at
+    // once, so that the screen shows it even when the hook ends it on this change.
+    PlaceCentred(s.frame, window);
+    UpdateWindow(s.frame);
+    UpdateWindow(window);
+  }
   if (s.hook != nullptr && s.hook(window, message, wParam, lParam) == 0) return 0;
   switch (message) {
     case WmCreate: {
@@ -117,6 +134,7 @@ int32_t KestWindow::Countdown(const std::wstring& text, const std::wstring& titl
                                232, frame, 0, 0, &s);
   SendMessageA(panel, WmSetFont, static_cast<WParam>(font), 1);
   SetWindowLongA(panel, GwlId, 1000);
+  s.frame = frame;
 
   Msg msg;
   while (GetMessageA(&msg, 0, 0, 0) > 0) {

@@ -68,7 +68,7 @@ void ReportUnwritableStore() {
   char full[1024] = {};
   const uint32_t length = platform::GetFullPathNameA(kStoreName, sizeof full, full);
   const std::string path = length > 0 && length < sizeof full ? std::string(full, length) : std::string(kStoreName);
-  std::fprintf(stderr, "raster-scan: cannot write the calibration record to %s: %s\n", path.c_str(),
+  std::fprintf(stderr, "error: cannot write the calibration record to %s: %s\n", path.c_str(),
                error != 0 ? std::strerror(error) : "write failed");
   std::fflush(stderr);
 }

@@ -7,6 +7,7 @@
 
 #include "framework/ControlFiles.h"
 #include "framework/DiagnosticManager.h"
+#include "framework/ErrorLines.h"
 #include "framework/KestDiag.h"
 #include "framework/KestException.h"
 #include "framework/Kestout.h"
@@ -200,6 +201,9 @@ bool ScreenFlow::Run() {
     }
   }
   if (!detachFailed) code = Confirm(pass, code);
+  if (pass && mainPassRan && WindowsShown == 0)
+    WarnNothingTested(code == Traits.BadDisplayCode ? "-Display names no display: no test window was shown"
+                                                    : "no test window was shown");
   return Conclude(pass, code);
 }
 
@@ -463,6 +467,7 @@ TestWindow ScreenFlow::WindowFor(int32_t width, int32_t height, int32_t bits) {
 
 DirectDrawSession* ScreenFlow::Show(const TestWindow& window) {
   if (window.Width == 0) return Session;
+  ++WindowsShown;
   ShowFullScreenWindow(*Session, window, PendingFailure);
   return Session;
 }

@@ -235,6 +235,8 @@ class ScreenFlow {
   // ModeTest's refresh rate for the DirectDraw mode call; the others keep 0.
   int32_t RefreshRate = 0;
   bool CheckMode = false;
+  // Test windows shown in this run: a pass without one has judged no screen.
+  uint32_t WindowsShown = 0;
 
  private:
   struct PassSteps;

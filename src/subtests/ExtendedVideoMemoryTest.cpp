@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "framework/ControlFiles.h"
+#include "framework/ErrorLines.h"
 #include "framework/KestArgument.h"
 #include "framework/KestConstraint.h"
 #include "framework/Kestout.h"
@@ -267,6 +268,7 @@ bool ExtendedVideoMemoryTest::TestControllers() {
   failure = FailureRecord{};
   EnumerateControllers();
   SelectControllers(controllerArgument);
+  int32_t spansTested = 0;
   for (currentController = 0; currentController < controllerCount; ++currentController) {
     const VideoController& controller = controllers[currentController];
     Log("Testing: " + controller.Description);
@@ -279,10 +281,15 @@ bool ExtendedVideoMemoryTest::TestControllers() {
       Log("Warning! Found no video memory to test!");
       continue;
     }
+    ++spansTested;
     if (!TestSpan(controller, span)) break;
     StopIfRequested();
   }
-  if (!failure.Failed) return true;
+  if (!failure.Failed) {
+    if (spansTested == 0)
+      WarnNothingTested(controllerCount == 0 ? "no display controller to test" : "no video memory to test");
+    return true;
+  }
   Log("Test failed!");
   Log("\tErr Code : " + ToText(failure.ErrorCode));
   Log("\tReason   : " + failure.Reason);

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "framework/ControlFiles.h"
+#include "framework/ErrorLines.h"
 #include "framework/KestArgument.h"
 #include "framework/KestConstraint.h"
 #include "framework/KestException.h"
@@ -166,6 +167,8 @@ bool GPUTest::Run() {
         }
       if (!named) return false;
     }
+  } else {
+    WarnNothingTested("no display adapter: the first display device is missing, a mirroring or a remote driver");
   }
   StopIfRequested();
   Kestout::UpdatePercentage(100);

@@ -59,6 +59,7 @@ class GraphicsPortTest : public KestDiag {
 
  private:
   bool ReadPortConfiguration();
+  void WarnIfNoCardNamed() const;
   bool ReadCards();
   int32_t DiscoverPorts(uint32_t& pathCount);
   void WritePortLog();

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "framework/ControlFiles.h"
+#include "framework/ErrorLines.h"
 #include "framework/KestArgument.h"
 #include "framework/KestConstraint.h"
 #include "framework/KestException.h"
@@ -306,6 +307,9 @@ int32_t OpenGL3DRenderingTest::RunOnDisplays() {
   SetScreenResult(1);
   const int32_t count = static_cast<int32_t>(Monitors.size());
   if (TestAll && ActiveDisplay) {
+    static bool told = false;  // once for the run, not for each mode
+    if (count == 0 && !told) WarnNothingTested("no display monitor to draw on");
+    told = told || count == 0;
     // The first monitor that fails decides; a later one that passes does not hide it.
     int32_t kept = 1;
     for (int32_t index = 0; index < count; ++index) {
@@ -436,7 +440,19 @@ void OpenGL3DRenderingTest::OnCreate(platform::Hwnd window) {
   const int32_t format = platform::ChoosePixelFormat(WindowDc, &request);
   const bool formatSet = platform::SetPixelFormat(WindowDc, format, &request);
   GlContext = platform::wglCreateContext(WindowDc);
-  ContextReady = platform::wglMakeCurrent(WindowDc, GlContext) && formatSet && GlContext != 0;
+  const bool current = platform::wglMakeCurrent(WindowDc, GlContext);
+  ContextReady = current && formatSet && GlContext != 0;
+  // The window then ends without a verdict, which the protocol tells as F1: the person is told
+  // that the driver, not the picture, was at fault. Once for the run, not for each window.
+  static bool told = false;
+  if (!ContextReady && !told) {
+    told = true;
+    WriteErrorLine(std::string("no OpenGL context: ") +
+                   (format == 0      ? "the driver offers no OpenGL pixel format"
+                    : !formatSet     ? "the driver refused the pixel format"
+                    : GlContext == 0 ? "the driver made no context"
+                                     : "the context could not be made current"));
+  }
 
   TextureList = BuildTextureList(kTextureName);
 

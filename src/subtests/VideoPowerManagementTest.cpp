@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "framework/ControlFiles.h"
+#include "framework/ErrorLines.h"
 #include "framework/KestArgument.h"
 #include "framework/KestConstraint.h"
 #include "framework/Kestout.h"
@@ -118,7 +119,11 @@ bool VideoPowerManagementTest::TestPowerManagement() {
     Kestout::LogMessage(CategoryStatus, texts.Requested, "");
     Kestout::UpdatePercentage(70);
     Kestout::UpdatePercentage(80);
-    passed = ShowPrompt(GetWideMessageText(BlankQuestion, L""), GetSubtestName(), YesNoOnTop) == PromptYes;
+    const std::wstring question = GetWideMessageText(BlankQuestion, L"");
+    const PromptResult answer = ShowPrompt(question, GetSubtestName(), YesNoOnTop);
+    // A stop is no No: the protocol reads it as one, so the person is told who answered.
+    if (answer == PromptTerminated) WarnAnswerCutShort(Narrow(question));
+    passed = answer == PromptYes;
     if (passed) break;
     FailureCode = OperatorSawNoBlank;
     Kestout::LogMessage(CategoryDeviceErrors, NoBlankMessage, "");

@@ -58,7 +58,7 @@ TEST_F(DecoderModule, MissingFailsThePlaybackAndIsNamed) {
                            "EndOfTest\n";
   ASSERT_GE(run.Stdout.size(), tail.size()) << run.Stdout;
   EXPECT_EQ(run.Stdout.substr(run.Stdout.size() - tail.size()), tail);
-  EXPECT_NE(run.Stderr.find("playback: no clip decoder: " + Folder + "/raster-scan-clip.so"), std::string::npos)
+  EXPECT_NE(run.Stderr.find("error: no clip decoder: " + Folder + "/raster-scan-clip.so"), std::string::npos)
       << run.Stderr;
 }
 

@@ -125,7 +125,7 @@ TEST_F(HostileRuns, AMachineFileThatIsNoRegularFileIsRefused) {
     const ProcessResult result = RunProcess(Options("ModeTest", kGenericCalibration, c.Path));
     EXPECT_EQ(result.Status, 1) << c.Path;
     EXPECT_EQ(result.Stdout, "") << c.Path;
-    EXPECT_EQ(result.Stderr, "raster-scan: cannot read machine file '" + c.Path + "': " + c.Reason + "\n");
+    EXPECT_EQ(result.Stderr, "error: cannot read machine file '" + c.Path + "': " + c.Reason + "\n");
   }
   EXPECT_EQ(FilesLeft(), std::set<std::string>{"pipe.ini"});
 }
@@ -133,7 +133,7 @@ TEST_F(HostileRuns, AMachineFileThatIsNoRegularFileIsRefused) {
 TEST_F(HostileRuns, ARecordThatCannotBeWrittenIsNamedOnStandardError) {
   const std::vector<std::string> calibrate = {"-interactive=false", "-Calibrate=true", "-Mode800x600x32=true"};
   const std::string writeProtected = WriteProtectedMachine();
-  const std::string line = "raster-scan: cannot write the calibration record to ";
+  const std::string line = "error: cannot write the calibration record to ";
   const std::string reason = "ZR_VIDEO.DAT: Read-only file system\n";
 
   // No store yet: the read-back fails as the protocol says, and the reason is on standard error.

@@ -65,7 +65,7 @@ TEST_F(ModeTestRuns, GenericCalibrationThenVerifyPassesAndMismatchFails) {
   // Each mismatch tells a debugger the stored sum and the one the screen gave.
   char told[128];
   std::snprintf(told, sizeof told,
-                "OutputDebugString: Checksum mismatch: test 0x4003, mode 800x600x32, stored 0x%08x, found 0x%08x\n",
+                "warning: OutputDebugString: Checksum mismatch: test 0x4003, mode 800x600x32, stored 0x%08x, found 0x%08x\n",
                 WordAt(tampered, at + 20), WordAt(file, at + 20));
   EXPECT_EQ(Count(mismatch.Stderr, told), 2u) << mismatch.Stderr;
   EXPECT_EQ(Count(mismatch.Stdout, "LogMessage 8 20000 \"Retrying due to Checksum failure...\" \"\"\n"), 1u);

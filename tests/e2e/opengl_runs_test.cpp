@@ -159,11 +159,13 @@ TEST_F(OpenGLRuns, AnAdapterWithoutOpenGLEndsTheWindowWithoutAVerdictAsF1) {
     const ProcessResult run = Run({"-Mode640x480x32=true"}, none, {{"RASTERSCAN_OPERATOR", script}});
     EXPECT_EQ(run.Status, 1) << script;
     EXPECT_EQ(Tail(run.Stdout, 3), "LogMessage 7 73 \"\" \"\"\nTestFailed 990358 \"\"\nEndOfTest\n") << script;
-    EXPECT_TRUE(run.Stderr.empty()) << run.Stderr;
+    // The protocol blames the picture; standard error says once that there was none to judge.
+    EXPECT_EQ(run.Stderr, "error: no OpenGL context: the driver offers no OpenGL pixel format\n") << script;
   }
   // Unattended it cannot pass either, not even without the checksum.
   const ProcessResult unattended = Run({"-interactive=false", "-VerifyChecksum=false", "-Mode640x480x32=true"}, none);
   EXPECT_EQ(unattended.Status, 1);
+  EXPECT_EQ(Count(unattended.Stderr, "error: no OpenGL context: "), 1u) << unattended.Stderr;
 }
 
 TEST_F(OpenGLRuns, RunsThatEndBeforeAnyWindow) {
@@ -218,6 +220,18 @@ TEST_F(OpenGLRuns, EveryActiveDisplayIsTestedAndThePrimaryTakesTheWindowOnReques
   const ProcessResult verification = Run(all, two);
   EXPECT_EQ(verification.Status, 0) << verification.Stdout;
   EXPECT_EQ(Count(verification.Stdout, "LogMessage 14 210 \"640x480x32\" \"\"\n"), 2u);
+  EXPECT_EQ(verification.Stderr.find("nothing tested"), std::string::npos) << verification.Stderr;
+
+  // No monitor at all: the pass that the protocol gives is said on standard error to be empty.
+  const std::string headless = Machine("headless.ini", "[Display.1]\nModes=640x480x32,800x600x32\nCurrent=640x480x32\n"
+                                                       "[Monitor.1]\nDisplay=1\nConnected=false\n");
+  std::vector<std::string> both = all;
+  both.push_back("-Mode800x600x32=true");
+  both.push_back("-VerifyChecksum=false");
+  const ProcessResult none = Run(both, headless);
+  EXPECT_EQ(none.Status, 0) << none.Stdout;
+  EXPECT_EQ(Count(none.Stdout, "LogMessage 14 210 "), 0u);
+  EXPECT_EQ(none.Stderr, "warning: nothing tested: no display monitor to draw on\n");
 
   // The second monitor, once attached, is display 1; -PrimaryDisp puts its window on the primary,
   // where the operator reads the digit.

@@ -2,6 +2,7 @@
 // a port the operator connects when asked, the planted faults with their codes, the edge cases of
 // videoport.ini, the port log byte for byte, and the display configuration the machine is left
 // in (its state file).
+#include <cstdio>
 #include <fstream>
 #include <regex>
 #include <string>
@@ -19,6 +20,8 @@ const char kStart[] = "UpdatePercentage 0\nUpdatePercentage 1\nLogMessage 3 2 \"
 const char kPassEnd[] = "UpdatePercentage 80\nUpdatePercentage 90\nLogMessage 3 3 \"\" \"\"\nUpdatePercentage 100\n";
 const char kFailEnd[] = "UpdatePercentage 80\nUpdatePercentage 90\nLogMessage 8 4 \"\" \"\"\n";
 const char kDvi1[] = " Type Of Port: DVI, Connnector Instance : 1\n";
+// An operator who types the digit that each port's screen shows.
+const char kConfirms[] = "digit; digit; digit; digit";
 
 // What a run writes after its argument lines, up to the manager's closing lines.
 std::string Protocol(const std::string& out) {
@@ -56,7 +59,7 @@ class PortRuns : public ScreenRuns {
     std::ofstream(Folder + "/videoport.ini", std::ios::binary) << in.rdbuf();
   }
   void WriteIni(const std::string& text) { std::ofstream(Folder + "/videoport.ini", std::ios::binary) << text; }
-  ProcessResult Ports(const std::string& machine, std::vector<std::string> args, const std::string& script = "") {
+  ProcessResult Ports(const std::string& machine, std::vector<std::string> args, const std::string& script = kConfirms) {
     ProcessResult result = Run("GraphicsPortTest", std::move(args), machine, {{"RASTERSCAN_OPERATOR", script}});
     EXPECT_FALSE(result.TimedOut);
     return result;
@@ -84,6 +87,7 @@ TEST_F(PortRuns, BothWalksPassOnThreePortsOfTwoTypesAndPutTheStartConfigurationB
     SCOPED_TRACE(all);
     const ProcessResult run = Ports(machine, {"-INISection=connected", all});
     EXPECT_EQ(run.Status, 0) << run.Stdout << run.Stderr;
+    EXPECT_EQ(run.Stderr, "");
     EXPECT_EQ(Protocol(run.Stdout), std::string(kStart) +
                                         "UpdatePercentage 10\nUpdatePercentage 20\nUpdatePercentage 40\n"
                                         "UpdatePercentage 60\n" + kPassEnd);
@@ -126,12 +130,14 @@ TEST_F(PortRuns, TwoIdenticalCardsAreNumberedAndTheirDesktopsComeBackWhereTheyWe
   WriteIni("[07A1]\n235,DVI,Matrox G200eR2#3\n");
   const ProcessResult unnamed = Ports(machine, {"-TestAllPorts=true", "-Retries=0"});
   EXPECT_EQ(unnamed.Status, 0) << unnamed.Stdout;
+  EXPECT_EQ(unnamed.Stderr, "warning: nothing tested: .\\videoport.ini names no card of this machine (Matrox G200eR2#3); "
+                            "any card's port stands in\n");
 }
 
 TEST_F(PortRuns, APortConnectedByTheOperatorAfterThePromptIsFoundAtTheNextScan) {
   const std::string machine = PortMachine("ports-missing-monitor");
   UseIni("ports-missing-monitor");
-  const ProcessResult connected = Ports(machine, {}, "connect hdmi 1; answer ok");
+  const ProcessResult connected = Ports(machine, {}, "digit; connect hdmi 1; answer ok; digit");
   EXPECT_EQ(connected.Status, 0) << connected.Stdout << connected.Stderr;
   EXPECT_EQ(Protocol(connected.Stdout), std::string(kStart) + "UpdatePercentage 10\nUpdatePercentage 30\n"
                                                               "UpdatePercentage 60\n" + kPassEnd);
@@ -139,20 +145,68 @@ TEST_F(PortRuns, APortConnectedByTheOperatorAfterThePromptIsFoundAtTheNextScan) 
                        "Total Number of Monitor connected :2\n");
 
   // An operator who only presses OK is asked once per attempt; -Retries 0 is one attempt.
-  const ProcessResult ignored = Ports(machine, {"-Retries=0"}, "answer ok");
+  const ProcessResult ignored = Ports(machine, {"-Retries=0"}, "digit; answer ok");
   EXPECT_EQ(ignored.Status, 1) << ignored.Stderr;
   EXPECT_EQ(Protocol(ignored.Stdout), std::string(kStart) + "UpdatePercentage 10\nUpdatePercentage 30\n"
                                                             "UpdatePercentage 60\nLogMessage 8 223 \"\" \"\"\n" +
                                           kFailEnd + "ReportFailure 990807\n");
   EXPECT_EQ(PortLog(), "[ Matrox G200eR2 ]\n" + std::string(kDvi1) + "Total Number of Monitor connected :1\n");
-  const ProcessResult four = Ports(machine, {"-Retries=3"}, "answer ok; answer ok; answer ok; answer ok");
+  const ProcessResult four = Ports(machine, {"-Retries=3"}, "digit; answer ok; answer ok; answer ok; answer ok");
   EXPECT_EQ(four.Status, 1) << four.Stderr;
   EXPECT_EQ(Count(four.Stdout, "ReportFailure 990807\n"), 1u);
+
+  // A stop request ends the prompt: the walk goes on as after any answer, and standard error says
+  // that nobody answered.
+  std::ofstream(Folder + "/diagconf.ini");
+  const ProcessResult stopped =
+      Ports(PortMachine("ports-missing-monitor", "\n[Events]\nKillFileAtTime=8000 .\\kill.ctl\n"), {"-Retries=0"},
+            "digit; nothing");
+  EXPECT_EQ(stopped.Status, 1);
+  EXPECT_EQ(Count(stopped.Stdout, "ReportFailure 990807\n"), 1u) << stopped.Stdout;
+  EXPECT_NE(stopped.Stderr.find("warning: answer cut short by a stop request: "), std::string::npos) << stopped.Stderr;
+  std::remove((Folder + "/diagconf.ini").c_str());
+  std::remove((Folder + "/kill.ctl").c_str());
 
   // All ports at once: the missing one is asked for at every scan, then the walk gives up.
   const ProcessResult allAtOnce = Ports(machine, {"-TestAllPorts=true", "-Retries=1"}, "answer ok; answer ok");
   EXPECT_EQ(allAtOnce.Status, 1) << allAtOnce.Stderr;
   EXPECT_EQ(Protocol(allAtOnce.Stdout), std::string(kStart) + "LogMessage 7 223 \"\" \"\"\nTestFailed 990807 \"\"\n");
+}
+
+TEST_F(PortRuns, EachPortIsJudgedByTheOperatorInFrontOfItsMonitor) {
+  // The small screen of ports-other-instance.ini keeps the scene cheap; the built-in machine last.
+  const std::string small = PortMachine("ports-other-instance");
+  UseIni("ports-other-instance");
+  const std::string failed = std::string(kStart) +
+                             "UpdatePercentage 10\nUpdatePercentage 60\nLogMessage 14 8 \"Video port DVI did not pass the "
+                             "rendering test. Video card: Matrox G200eR2.\" \"\"\n" + kFailEnd;
+  const struct {
+    const char* Script;
+    const char* Ending;  // the failure line; empty for a pass
+  } cases[] = {
+      {"digit", ""},
+      {"wrong-digit; wrong-digit; keypad-digit", ""},
+      {"F1", "ReportFailure 8506\n"},
+      {"wrong-digit; wrong-digit; wrong-digit; digit", "ReportFailure 8506\n"},
+      // Nobody answers: the port run's time-out ends the wait.
+      {"nothing", "ReportFailure 990808\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Script);
+    const ProcessResult run = Ports(small, {"-INISection=any-dvi", "-TimeOut=10"}, c.Script);
+    EXPECT_EQ(run.Status, *c.Ending == 0 ? 0 : 1) << run.Stderr;
+    EXPECT_EQ(Protocol(run.Stdout), *c.Ending == 0 ? std::string(kStart) + "UpdatePercentage 10\nUpdatePercentage 60\n" + kPassEnd
+                                                   : failed + c.Ending);
+  }
+  UseIni("default");
+  EXPECT_EQ(Ports("", {}, "F1").Status, 1);
+  // The VGA monitor is reported but shows nothing: no digit to read there.
+  UseIni("ports-broken-link");
+  const ProcessResult broken = Ports(PortMachine("ports-broken-link"), {"-TimeOut=10"});
+  EXPECT_EQ(broken.Status, 1);
+  EXPECT_NE(broken.Stdout.find("UpdatePercentage 30\nUpdatePercentage 60\nLogMessage 14 8 \"Video port VGA did not pass"),
+            std::string::npos) << broken.Stdout;
+  EXPECT_EQ(Count(broken.Stdout, "ReportFailure 990808\n"), 1u);
 }
 
 TEST_F(PortRuns, PlantedFaultsAreFoundWithTheirCodes) {

@@ -1,6 +1,8 @@
 // VideoPowerManagementTest runs judged by what they leave behind: the power policy the machine
 // keeps across programs (its policy file) after a pass, a failure and a stop while the policy was
-// changed, and the screenshots of a monitor that went dark or never did.
+// changed, and the screenshots of a monitor that went dark or never did. Beside them RotationTest,
+// whose countdown must stand in the middle of the screen however it turned.
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <string>
@@ -101,6 +103,36 @@ TEST_F(PowerRuns, TheDarkScreenIsInTheScreenshotsOnlyWhenTheMonitorWentDark) {
   for (const std::string& picture : lit) {
     EXPECT_EQ(picture.find("monitor_off"), std::string::npos) << picture;
     EXPECT_FALSE(AllBlack(Folder + "/" + picture)) << picture;
+  }
+}
+
+TEST_F(PowerRuns, TheRotationCountdownStaysInTheMiddleOfEachTurnedScreenAndIsInItsPictures) {
+  const ProcessResult run =
+      Run("RotationTest", {}, "",
+          {{"RASTERSCAN_OPERATOR", "wait 1500; rotate; wait 1500; rotate; wait 1500; rotate; wait 1500; rotate"},
+           {"RASTERSCAN_SCREENSHOTS", Folder + "/turns"}});
+  ASSERT_EQ(run.Status, 0) << run.Stdout;
+  const std::vector<std::string> pictures = Pictures("turns");
+  // Before each of the four turns, then the countdown's panel and its frame as they close.
+  ASSERT_EQ(pictures.size(), 6u);
+  for (size_t i = 0; i < pictures.size(); ++i) {
+    SCOPED_TRACE(pictures[i]);
+    const RgbPicture picture = ReadRgbPicture(Folder + "/" + pictures[i]);
+    ASSERT_FALSE(picture.Empty());
+    // Portrait after the first and the third turn.
+    EXPECT_EQ(picture.Width, i == 1 || i == 3 ? 768 : 1024);
+    int left = picture.Width, right = -1, top = picture.Height, bottom = -1;
+    for (int y = 0; y < picture.Height; ++y)
+      for (int x = 0; x < picture.Width; ++x) {
+        const uint8_t* p = picture.At(x, y);
+        if (p[0] == 0 && p[1] == 0 && p[2] == 0) continue;
+        left = std::min(left, x), right = std::max(right, x), top = std::min(top, y), bottom = std::max(bottom, y);
+      }
+    // The 540 by 290 frame, whole and in the middle: what is not black lies inside its border.
+    EXPECT_EQ(right - left + 1, 538);
+    EXPECT_EQ(bottom - top + 1, 288);
+    EXPECT_EQ(left - 1, picture.Width / 2 - 270);
+    EXPECT_EQ(top - 1, picture.Height / 2 - 145);
   }
 }
 

@@ -40,6 +40,7 @@ struct TranscriptCase {
   bool Media = false;                                       // the media kit's files in the working directory
   bool Echo = false;                                        // compare the argument echo too
   std::vector<std::string> StderrContains;
+  std::vector<std::string> StderrLacks;
   int Status = -1;
   std::string Stdout;
 };
@@ -121,6 +122,7 @@ std::vector<TranscriptCase> LoadCases() {
       } else if (line.rfind("cwd: ", 0) == 0) current->Cwd = value("cwd: ");
       else if (line.rfind("program: ", 0) == 0) current->Program = value("program: ");
       else if (line.rfind("stderr-contains: ", 0) == 0) current->StderrContains.push_back(value("stderr-contains: "));
+      else if (line.rfind("stderr-lacks: ", 0) == 0) current->StderrLacks.push_back(value("stderr-lacks: "));
       else if (line.rfind("status: ", 0) == 0) current->Status = std::stoi(value("status: "));
       else if (line == "sim-only") current->SimOnly = true;
       else if (line == "catalogue") current->Catalogue = true;
@@ -208,6 +210,15 @@ TEST_P(Transcript, MatchesOutputAndStatus) {
   EXPECT_EQ(result.Status, c.Status) << c.File << ": " << c.Name;
   for (const std::string& text : c.StderrContains)
     EXPECT_NE(result.Stderr.find(text), std::string::npos) << "stderr lacks '" << text << "': " << result.Stderr;
+  for (const std::string& text : c.StderrLacks)
+    EXPECT_EQ(result.Stderr.find(text), std::string::npos) << "stderr has '" << text << "': " << result.Stderr;
+  // The program's own lines on standard error say what they are, so that they can be counted; a
+  // launcher adds lines of its own.
+  if (!target.UnderLauncher() && c.Program != "probe") {
+    std::istringstream lines(result.Stderr);
+    for (std::string line; std::getline(lines, line);)
+      EXPECT_TRUE(line.rfind("warning: ", 0) == 0 || line.rfind("error: ", 0) == 0) << c.Name << ": " << line;
+  }
 }
 
 std::string CaseName(const ::testing::TestParamInfo<size_t>& info) {

@@ -67,13 +67,16 @@ struct Primary {
     EXPECT_EQ(Dd->CreateSurface(desc, Surface), platform::DdOk);
   }
   // The bytes of pixel (x, y) while locked; `write` then goes into them, as a program's store.
-  Bytes Lock(int32_t x, int32_t y, const Bytes& write = {}) {
+  // With `reread` the bytes are read again after the store, in the same lock.
+  Bytes Lock(int32_t x, int32_t y, const Bytes& write = {}, bool reread = false) {
     platform::SurfaceDesc desc;
     EXPECT_EQ(Surface->Lock(nullptr, desc, platform::DdlockWait), platform::DdOk);
     const int32_t bits = static_cast<int32_t>(desc.PixelFormat.RGBBitCount);
     uint8_t* at = desc.Surface + y * desc.Pitch + x * bits / 8;
     Bytes seen = PixelBytes(at, bits);
     std::copy(write.begin(), write.end(), at);
+    if (reread)  // through volatile, so that the load really happens
+      for (size_t i = 0; i < seen.size(); ++i) seen[i] = static_cast<volatile uint8_t*>(at)[i];
     Surface->Unlock(nullptr);
     return seen;
   }
@@ -117,6 +120,7 @@ TEST(StuckPixelDisplay, LockGdiReadsAndScreenshotsShowTheStuckBytesAfterGdiDrewT
     EXPECT_EQ(primary.Lock(99, 100, zero), stuck);
     EXPECT_EQ(primary.Lock(100, 100), white);
     EXPECT_EQ(primary.Lock(99, 100), stuck) << "a store through the lock sticks";
+    EXPECT_EQ(primary.Lock(99, 100, zero, true), stuck) << "a load after a store in the same lock";
 
     PaintWhite();
     uintptr_t dc = 0;

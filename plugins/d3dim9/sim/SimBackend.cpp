@@ -75,6 +75,14 @@ class SimBackend : public Backend {
     Window_ = CreateWindowExA(WsExTopmost, kClassName, title.c_str(), WsPopup | WsVisible, 0, 0, width, height, 0, 0,
                               0, nullptr);
     if (Window_ == 0) return false;
+    // A new device shows black until its first frame: nothing of an earlier picture (a digit of
+    // the port before, on the same frame buffer) is left to be read.
+    const Hdc dc = GetDC(Window_);
+    const Rect all{0, 0, width, height};
+    const HBrush black = CreateSolidBrush(Rgb(0, 0, 0));
+    FillRect(dc, &all, black);
+    DeleteObject(black);
+    ReleaseDC(Window_, dc);
     SetTimer(Window_, kFrameTimer, kFrameMilliseconds, nullptr);
     Target_.Resize(width, height);
     return true;

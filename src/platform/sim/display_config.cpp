@@ -280,8 +280,8 @@ bool CheckAdapter(const AdapterConfig& a, int number, std::string& error) {
     taken[static_cast<size_t>(m.Port - 1)] = true;
     if (m.Source >= a.Sources) return error = where + ": a monitor's Source is not below Sources", false;
   }
-  if (!a.FrameBufferFaults.empty() && !ByteFaultsSupported())
-    return error = where + ": stuck and flaky frame buffer bytes need an x86 host", false;
+  if ((!a.FrameBufferFaults.empty() || !a.StuckPixels.empty()) && !ByteFaultsSupported())
+    return error = where + ": stuck pixels and stuck or flaky frame buffer bytes need an x86 host", false;
   return true;
 }
 
@@ -434,6 +434,9 @@ bool BuildDisplayConfig(const MachineText& text, DisplayConfig& out, std::string
           good = !entry.Value.empty();
         } else if (key == "connected") {
           good = ParseBool(entry.Value, monitor.Connected);
+        } else if (key == "link") {
+          good = entry.Value == "sound" || entry.Value == "broken";
+          monitor.LinkSound = entry.Value == "sound";
         } else if (key == "port") {
           good = ParseInt(entry.Value, monitor.Port) && monitor.Port >= 1;
         } else if (key == "source") {

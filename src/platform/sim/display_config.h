@@ -23,6 +23,8 @@ bool operator==(const ModeSize& a, const ModeSize& b);
 struct MonitorConfig {
   std::string Description = "Generic PnP Monitor";
   bool Connected = true;
+  // false: a broken link: the monitor is connected and reported, but shows nothing (a fault).
+  bool LinkSound = true;
   // The connector it is plugged into, from 1 in the adapter's list; 0: the next free one.
   int32_t Port = 0;
   // The source that drives it when it is on the desktop.

@@ -216,6 +216,13 @@ void SetByteFaults(FaultSpace space, const std::vector<ByteFault>& list) {
   }
 }
 
+std::vector<ByteFault> ByteFaultsOf(FaultSpace space) {
+  std::vector<ByteFault> out;
+  for (size_t i = 0; i < faultCount; ++i)
+    if (faults[i].Space == space) out.push_back(faults[i].Fault);
+  return out;
+}
+
 void ApplyStuckBits(FaultSpace space, uint8_t* memory, uint32_t offset, size_t length) {
   for (size_t i = 0; i < faultCount; ++i) {
     const SpaceFault& f = faults[i];

@@ -48,6 +48,9 @@ constexpr bool ByteFaultsSupported() {
 // are attached keep the pages they trap.
 void SetByteFaults(FaultSpace space, const std::vector<ByteFault>& faults);
 
+// The faults of one space as they stand, flaky reads left included.
+std::vector<ByteFault> ByteFaultsOf(FaultSpace space);
+
 // Puts the stuck bits of the space into `memory`, which holds its bytes [offset, offset + length).
 void ApplyStuckBits(FaultSpace space, uint8_t* memory, uint32_t offset, size_t length);
 

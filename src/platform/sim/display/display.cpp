@@ -128,7 +128,7 @@ bool EnumDisplayMonitors(const std::function<bool(MonitorHandle monitor, const D
   DisplayModel& model = DisplayModel::Get();
   for (size_t i = 0; i < model.Adapters().size(); ++i) {
     const AdapterState& a = model.Adapters()[i];
-    if (!a.OnDesktop()) continue;
+    if (!a.OnDesktop() || a.Headless()) continue;
     if (!callback(MonitorHandleBase + i, model.RectOf(a))) break;
   }
   return true;
@@ -168,7 +168,7 @@ int32_t GetSystemMetrics(int32_t index) {
       bool same = true;
       for (const AdapterState& a : model.Adapters()) {
         if (!a.OnDesktop()) continue;
-        ++count;
+        if (!a.Headless()) ++count;
         same = same && a.Current.Mode.Bits == primary.Current.Mode.Bits;
       }
       return index == SmCMonitors ? count : (same ? 1 : 0);

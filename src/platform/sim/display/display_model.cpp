@@ -73,6 +73,31 @@ void AllocateFrameBuffer(AdapterState& adapter) {
   if (mode.Bits == 8) SetDefaultPalette(adapter.FrameBuffer);
 }
 
+// A stuck pixel is a stuck byte of the frame buffer wherever the present mode puts the pixel, so
+// that it acts on every access as the stuck bits do: DirectDraw locks (through the traps), GDI
+// reads and screenshots. Flaky bytes keep the reads they have left across the change of mode.
+void PlaceStuckPixels(size_t index, const AdapterState& adapter) {
+  const AdapterConfig& c = adapter.Config;
+  if (c.StuckPixels.empty()) return;
+  std::vector<ByteFault> list = c.FrameBufferFaults;
+  for (ByteFault& f : list) f.Flips = 0;
+  for (const ByteFault& now : ByteFaultsOf(FrameBufferOf(index)))
+    for (ByteFault& f : list)
+      if (f.Offset == now.Offset && f.FlipMask != 0) {
+        f.Flips = now.Flips;
+        break;
+      }
+  const Surface& screen = adapter.FrameBuffer;
+  const int32_t bytes = screen.BytesPerPixel();
+  for (const StuckPixel& p : c.StuckPixels) {
+    if (p.X >= screen.Width || p.Y >= screen.Height) continue;
+    const uint32_t at = static_cast<uint32_t>(p.Y * screen.Pitch + p.X * bytes);
+    for (int32_t b = 0; b < bytes; ++b)
+      list.push_back(ByteFault{at + static_cast<uint32_t>(b), static_cast<uint8_t>(~p.Value), p.Value, 0, 0});
+  }
+  SetByteFaults(FrameBufferOf(index), list);
+}
+
 }  // namespace
 
 std::vector<uint32_t> AdapterState::RatesOf(const ModeSize& mode) const {
@@ -141,6 +166,7 @@ void DisplayModel::Build(const DisplayConfig& config) {
         TargetState& t = a.Targets[static_cast<size_t>(m.Port - 1)];
         t.HasMonitor = true;
         t.MonitorName = m.Description;
+        t.LinkBroken = !m.LinkSound;
         t.Source = m.Source;
         // One monitor of an attached adapter is on the desktop: the first connected one.
         t.Active = c.Attached && !activeTaken;
@@ -150,6 +176,7 @@ void DisplayModel::Build(const DisplayConfig& config) {
     SetByteFaults(FrameBufferOf(adapters_.size()), c.FrameBufferFaults);
     adapters_.push_back(std::move(a));
     AllocateFrameBuffer(adapters_.back());
+    PlaceStuckPixels(adapters_.size() - 1, adapters_.back());
   }
 }
 
@@ -174,6 +201,7 @@ void DisplayModel::Apply(AdapterState& adapter, const DisplaySettings& settings)
   bool moved = before.PositionX != settings.PositionX || before.PositionY != settings.PositionY;
   if (modeChanged) {
     AllocateFrameBuffer(adapter);
+    PlaceStuckPixels(static_cast<size_t>(&adapter - adapters_.data()), adapter);
     ++adapter.ModeGeneration;
   }
   if ((modeChanged || moved) && ChangeHook()) ChangeHook()(adapter);
@@ -303,18 +331,22 @@ const DisplayConfig& CurrentDisplayConfig() { return Config(); }
 
 Surface& PrimaryFrameBuffer() { return DisplayModel::Get().Primary().FrameBuffer; }
 
+bool PrimaryMonitorsShowNothing() {
+  bool shown = false;
+  for (const TargetState& t : DisplayModel::Get().Primary().Targets) {
+    if (!t.Active || !t.HasMonitor) continue;
+    if (!t.LinkBroken) return false;
+    shown = true;
+  }
+  return shown;
+}
+
 void ForceFrameBufferFaults(Surface& surface) {
   auto& adapters = DisplayModel::Get().Adapters();
   for (size_t index = 0; index < adapters.size(); ++index) {
     AdapterState& a = adapters[index];
     if (&a.FrameBuffer != &surface) continue;
     ApplyStuckBits(FrameBufferOf(index), surface.Pixels.data(), 0, surface.Pixels.size());
-    const size_t bytes = static_cast<size_t>(surface.BytesPerPixel());
-    for (const StuckPixel& p : a.Config.StuckPixels) {
-      if (p.X >= surface.Width || p.Y >= surface.Height) continue;
-      uint8_t* at = surface.Row(p.Y) + static_cast<size_t>(p.X) * bytes;
-      std::fill(at, at + bytes, p.Value);
-    }
     return;
   }
 }

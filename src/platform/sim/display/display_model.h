@@ -35,6 +35,7 @@ struct TargetState {
   uint32_t Id = 0;
   bool HasMonitor = false;
   std::string MonitorName;
+  bool LinkBroken = false;  // the monitor on it shows nothing
   bool Active = false;
   uint32_t Source = 0;
 };
@@ -60,6 +61,15 @@ struct AdapterState {
 
   bool IsPseudo() const { return Config.Kind != AdapterKind::Adapter; }
   bool OnDesktop() const { return Current.Attached && !IsPseudo(); }
+  // No monitor on any output, as the machine file says and no cable plugged in since: the
+  // system lists no display monitor for it.
+  bool Headless() const {
+    for (const MonitorConfig& m : Config.Monitors)
+      if (m.Connected) return false;
+    for (const TargetState& t : Targets)
+      if (t.HasMonitor) return false;
+    return !Config.Monitors.empty();
+  }
   // The refresh rates the driver offers for a mode (60 Hz left out where refused).
   std::vector<uint32_t> RatesOf(const ModeSize& mode) const;
   const std::vector<ModeSize>& DirectDrawModes() const {
@@ -113,6 +123,9 @@ const DisplayConfig& CurrentDisplayConfig();
 
 // The primary adapter's frame buffer: what the screen shows.
 Surface& PrimaryFrameBuffer();
+
+// True when every monitor that shows the primary desktop has a broken link: a person sees nothing.
+bool PrimaryMonitorsShowNothing();
 
 // When `surface` is an adapter's frame buffer, puts that adapter's stuck pixels and stuck bits
 // (inside the present mode) into it: called before every read of the frame buffer, so that what

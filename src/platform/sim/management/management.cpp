@@ -336,7 +336,7 @@ const ManagementModel& CurrentManagement() {
     ManagementModel builtIn;
     std::string error;
     if (!ParseMachineText(DefaultMachineText(), text, error) || !BuildManagementFromText(text, "", builtIn, error)) {
-      std::fprintf(stderr, "built-in machine: %s\n", error.c_str());
+      std::fprintf(stderr, "error: built-in machine: %s\n", error.c_str());
       std::abort();
     }
     model.reset(new ManagementModel(builtIn));

@@ -26,11 +26,11 @@ OpenClipFunction* LoadDecoder() {
   std::string error;
   void* module = OpenHostModule(path, error);
   if (module == nullptr) {
-    std::fprintf(stderr, "playback: no clip decoder: %s\n", error.c_str());
+    std::fprintf(stderr, "error: no clip decoder: %s\n", error.c_str());
     return nullptr;
   }
   auto* open = reinterpret_cast<OpenClipFunction*>(dlsym(module, OpenClipSymbol));
-  if (open == nullptr) std::fprintf(stderr, "playback: no clip decoder: %s has no %s\n", path.c_str(), OpenClipSymbol);
+  if (open == nullptr) std::fprintf(stderr, "error: no clip decoder: %s has no %s\n", path.c_str(), OpenClipSymbol);
   // The module stays for the life of the process: clips it made may still be held.
   return open;
 }

@@ -84,7 +84,7 @@ Loaded Load() {
   std::string error;
   void* module = OpenHostModule(RASTERSCAN_MESA_LIBRARY, error);
   if (module == nullptr) {
-    std::fprintf(stderr, "opengl: no renderer: %s\n", error.c_str());
+    std::fprintf(stderr, "error: no OpenGL renderer: %s\n", error.c_str());
     return loaded;
   }
   MesaLibrary& mesa = loaded.Library;
@@ -97,7 +97,7 @@ Loaded Load() {
   RASTERSCAN_GL_CALLS(RASTERSCAN_GL_BIND)
 #undef RASTERSCAN_GL_BIND
   if (missing != nullptr) {
-    std::fprintf(stderr, "opengl: no renderer: %s has no %s\n", RASTERSCAN_MESA_LIBRARY, missing);
+    std::fprintf(stderr, "error: no OpenGL renderer: %s has no %s\n", RASTERSCAN_MESA_LIBRARY, missing);
     return Loaded();
   }
   // The library stays for the life of the process: Mesa keeps threads and state of its own.

@@ -21,7 +21,7 @@ void OutputDebugStringA(const char* text) {
   sim::DebugOutput().push_back(line);
   // A person debugging the sim sees the text on standard error, never in the protocol.
   if (sim::Environment().EchoDebugOutput)
-    std::fprintf(stderr, "OutputDebugString: %s\n", line.c_str());
+    std::fprintf(stderr, "warning: OutputDebugString: %s\n", line.c_str());
 }
 
 }  // namespace platform

@@ -66,7 +66,7 @@ HModule LoadLibraryA(const char* name) {
     // Present but not loadable is worth a word; absent is the common case and says nothing.
     if (std::FILE* file = std::fopen(path.c_str(), "rb")) {
       std::fclose(file);
-      std::fprintf(stderr, "LoadLibrary: %s\n", error.c_str());
+      std::fprintf(stderr, "error: LoadLibrary: %s\n", error.c_str());
     }
     SetLastError(ErrorModNotFound);
     return 0;

@@ -49,7 +49,7 @@ bool ReadPolicyFile(const std::string& path, uint32_t& seconds) {
   char* end = nullptr;
   const unsigned long value = std::strtoul(text.c_str(), &end, 10);
   if (end == text.c_str() || value > 0xFFFFFFFFul) {
-    std::fprintf(stderr, "power: '%s' holds no time-out; the machine file's is used\n", path.c_str());
+    std::fprintf(stderr, "warning: power policy file '%s' holds no time-out; the machine file's is used\n", path.c_str());
     return false;
   }
   seconds = static_cast<uint32_t>(value);
@@ -61,7 +61,7 @@ void WritePolicyFile(const std::string& path, uint32_t seconds) {
     std::fprintf(file, "%u\n", seconds);
     std::fclose(file);
   } else {
-    std::fprintf(stderr, "power: cannot write '%s'\n", path.c_str());
+    std::fprintf(stderr, "warning: power policy file '%s' not written\n", path.c_str());
   }
 }
 

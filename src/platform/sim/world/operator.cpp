@@ -210,6 +210,7 @@ void TypeCharacter(char c) {
 
 // The single digits drawn in the window, left to right: what a person reads off the screen.
 std::vector<int> DigitsOnScreen(Hwnd front) {
+  if (PrimaryMonitorsShowNothing()) return {};
   Rect area;
   GetWindowRect(front, &area);
   std::vector<TextRun> runs = TextRunsIn(ScreenSurface(), area);
@@ -271,7 +272,7 @@ bool DefaultRotate() {
   return true;
 }
 
-void Complain(const std::string& what) { std::fprintf(stderr, "operator: %s\n", what.c_str()); }
+void Complain(const std::string& what) { std::fprintf(stderr, "warning: operator: %s\n", what.c_str()); }
 
 // Does the step at the head of the script if it can be done now.
 bool TryStep(Step& step, Hwnd front, uint32_t now, uint32_t& wakeAt, bool& done) {

@@ -141,15 +141,15 @@ void SaveScreenshot(const std::wstring& title) {
   ForceFrameBufferFaults(ScreenSurface());
   const Surface& screen = ScreenSurface();
   bool written = false;
-  if (MonitorDark()) {
-    // A monitor in power saving shows nothing of the frame buffer.
+  if (MonitorDark() || PrimaryMonitorsShowNothing()) {
+    // A monitor in power saving, or behind a broken link, shows nothing of the frame buffer.
     const std::vector<uint8_t> black(static_cast<size_t>(screen.Width) * static_cast<size_t>(screen.Height) * 3, 0);
     written = screen.Width > 0 && screen.Height > 0 &&
               stbi_write_png(path.c_str(), screen.Width, screen.Height, 3, black.data(), screen.Width * 3) != 0;
   } else {
     written = WriteSurfacePng(screen, path);
   }
-  if (!written) std::fprintf(stderr, "screenshot: cannot write %s\n", path.c_str());
+  if (!written) std::fprintf(stderr, "warning: screenshot not written: %s\n", path.c_str());
 }
 
 }  // namespace sim
