@@ -12,6 +12,7 @@
 #include "framework/KestException.h"
 #include "framework/Kestout.h"
 #include "framework/MessageCatalog.h"
+#include "framework/PutBack.h"
 #include "hardware/SMBIOSDiscovery.h"
 #include "hardware/SetupDI.h"
 #include "hardware/WMIDiscovery.h"
@@ -200,7 +201,7 @@ bool GraphicsPortTest::Run() {
 
   uint32_t failureCode = 0;
   bool interrupted = false;
-  bool passed = TestAllPorts ? WalkAllPorts(failureCode, interrupted) : WalkPortsOneByOne(failureCode, interrupted);
+  bool passed = WalkPorts(failureCode, interrupted);
   Kestout::UpdatePercentage(80);
   if (HaveSaved && ApplyPortConfiguration(0, true) != 0) {
     passed = false;
@@ -219,6 +220,21 @@ bool GraphicsPortTest::Run() {
   Kestout::LogMessage(CategoryServiceErrors, 4, "");
   if (failureCode != 0) Kestout::ReportFailure(ToText(failureCode));
   return false;
+}
+
+bool GraphicsPortTest::WalkPorts(uint32_t& failureCode, bool& interrupted) {
+  try {
+    return TestAllPorts ? WalkAllPorts(failureCode, interrupted) : WalkPortsOneByOne(failureCode, interrupted);
+  } catch (...) {
+    // The failure that ends the walk is the one reported; a configuration that will not go back
+    // has no line of its own in the protocol.
+    if (HaveSaved) {
+      if (const int32_t error = ApplyPortConfiguration(0, true))
+        std::fprintf(stderr, "error: the start display configuration could not be put back (error %d)\n",
+                     static_cast<int>(error));
+    }
+    throw;
+  }
 }
 
 // Every expected port must be there at once before any is tested.
@@ -504,8 +520,17 @@ int32_t GraphicsPortTest::ApplyPortConfiguration(int32_t pathIndex, bool restore
   }
   const auto set = reinterpret_cast<platform::SetDisplayConfigProc>(User32Export("SetDisplayConfig"));
   if (set == nullptr) return 0;
-  if (restore)
-    return set(SavedPathCount, SavedPaths.data(), static_cast<uint32_t>(SavedModes.size()), SavedModes.data(), kSetFlags);
+  PutBack::Guard hold = PutBack::Hold();
+  if (restore) {
+    const int32_t result =
+        set(SavedPathCount, SavedPaths.data(), static_cast<uint32_t>(SavedModes.size()), SavedModes.data(), kSetFlags);
+    if (result == 0) {
+      PutBack::Drop(ConfigurationPutBack);
+      ConfigurationPutBack = 0;
+    }
+    return result;
+  }
+  if (ConfigurationPutBack == 0) ConfigurationPutBack = PutBack::Note([this] { ApplyPortConfiguration(0, true); });
   return set(PathCount, Paths.data(), static_cast<uint32_t>(Modes.size()), Modes.data(), kSetFlags);
 }
 

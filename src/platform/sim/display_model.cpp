@@ -1,8 +1,9 @@
 #include "platform/sim/display_model.h"
 
 #include <algorithm>
-#include <utility>
 #include <cctype>
+#include <cstdio>
+#include <utility>
 
 #include "platform/ddraw.h"
 #include "platform/sim/machine.h"
@@ -151,6 +152,37 @@ void DisplayModel::Build(const DisplayConfig& config) {
     adapters_.push_back(std::move(a));
     AllocateFrameBuffer(adapters_.back());
   }
+  modeFile_ = config.ModeFile;
+  WriteModeFile();
+}
+
+namespace {
+
+std::string SettingsText(const DisplaySettings& s) {
+  return std::to_string(s.Mode.Width) + "x" + std::to_string(s.Mode.Height) + "x" + std::to_string(s.Mode.Bits) + " " +
+         std::to_string(s.Refresh) + " " + (s.Attached ? "attached" : "detached") + " " + std::to_string(s.PositionX) +
+         "," + std::to_string(s.PositionY);
+}
+
+}  // namespace
+
+// "\\.\DISPLAY1 1024x768x32 60 attached 0,0 registry 1024x768x32 60 attached 0,0": each display
+// device's present settings and the stored ones. Written whole under another name first, so that
+// a reader never sees half of it.
+void DisplayModel::WriteModeFile() const {
+  if (modeFile_.empty()) return;
+  std::string text;
+  for (const AdapterState& a : adapters_) {
+    if (a.IsPseudo()) continue;
+    text += a.Name + " " + SettingsText(a.Current) + " registry " + (a.HasRegistry ? SettingsText(a.Registry) : "none") +
+            "\n";
+  }
+  const std::string partial = modeFile_ + ".partial";
+  std::FILE* file = std::fopen(partial.c_str(), "wb");
+  if (file == nullptr) return;
+  const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
+  if (std::fclose(file) == 0 && written) std::rename(partial.c_str(), modeFile_.c_str());
+  else std::remove(partial.c_str());
 }
 
 AdapterState& DisplayModel::Primary() {
@@ -176,6 +208,7 @@ void DisplayModel::Apply(AdapterState& adapter, const DisplaySettings& settings)
     AllocateFrameBuffer(adapter);
     ++adapter.ModeGeneration;
   }
+  if (modeChanged || moved) WriteModeFile();
   if ((modeChanged || moved) && ChangeHook()) ChangeHook()(adapter);
 }
 
@@ -240,6 +273,7 @@ int32_t DisplayModel::ChangeSettings(const char* deviceName, const DevMode* mode
   if ((flags & CdsUpdateRegistry) != 0) {
     target->Registry = next;
     target->HasRegistry = true;
+    WriteModeFile();
     if ((flags & CdsNoReset) != 0) return DispChangeSuccessful;
   }
   Apply(*target, next);
