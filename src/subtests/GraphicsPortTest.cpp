@@ -62,9 +62,10 @@ bool HasSection(FileParser& parser, const std::string& name) {
   return false;
 }
 
-// The lines of one section as expected ports; the third field may be empty.
-void ReadPortLines(OrgFileParser& parser, const std::string& section, std::vector<ExpectedPort>& out,
-                   std::vector<bool>& cardNameGiven) {
+// The lines of one section as expected ports; the third field may be empty. A line that cannot be
+// split ends the list; the protocol has no line for that, so standard error says which.
+void ReadPortLines(OrgFileParser& parser, const std::string& file, const std::string& section,
+                   std::vector<ExpectedPort>& out, std::vector<bool>& cardNameGiven) {
   parser.ReadSection(section);
   while (parser.NextLine()) {
     ExpectedPort port;
@@ -79,6 +80,10 @@ void ReadPortLines(OrgFileParser& parser, const std::string& section, std::vecto
     out.push_back(port);
     cardNameGiven.push_back(!card.empty());
   }
+  const std::string stopped = parser.PendingLine();
+  if (!stopped.empty())
+    std::fprintf(stderr, "error: %s: section [%s] stops at a line with a quote that is not closed, '%s': it and "
+                 "the lines after it are not read\n", file.c_str(), section.c_str(), stopped.c_str());
 }
 
 }  // namespace
@@ -388,7 +393,7 @@ bool GraphicsPortTest::ReadPortConfiguration() {
       OrgFileParser parser(IniFile);
       if (!HasSection(parser, card.Description)) return false;
       std::vector<ExpectedPort> ports;
-      ReadPortLines(parser, card.Description, ports, cardNameGiven);
+      ReadPortLines(parser, IniFile, card.Description, ports, cardNameGiven);
       for (ExpectedPort& port : ports) {
         port.CardDeviceId = card.DeviceId;
         if (port.CardName.empty()) port.CardName = card.Description;
@@ -412,7 +417,7 @@ bool GraphicsPortTest::ReadPortConfiguration() {
         if (!HasSection(parser, name)) return false;
       }
     }
-    ReadPortLines(parser, name, Expected, cardNameGiven);
+    ReadPortLines(parser, IniFile, name, Expected, cardNameGiven);
   }
   for (size_t i = 0; i < Expected.size(); ++i) {
     ExpectedPort& port = Expected[i];

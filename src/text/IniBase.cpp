@@ -44,7 +44,7 @@ std::string Section::ToString() const {
 }
 
 IniBase::IniBase(const std::string& path) : fileName(path) {
-  std::FILE* file = platform::OpenFile(path, "r");
+  std::FILE* file = OpenTextFile(path);
   if (!file) return;
   std::string line;
   int c;

@@ -159,4 +159,63 @@ TEST_F(HostileRuns, ARecordThatCannotBeWrittenIsNamedOnStandardError) {
   EXPECT_EQ(Read("ZR_VIDEO.DAT"), older);
 }
 
+// Text input that is no file, or larger than any real one, is refused unread with the failure of a
+// file that cannot be read; nothing waits for a pipe or reads without end.
+TEST_F(HostileRuns, InputThatIsNoFileOrTooLargeIsRefusedUnread) {
+  MakeMedia();
+  const std::string machine = Folder + "/ports.ini";
+  {
+    std::ifstream in(std::string(MACHINES_DIR) + "/ports-three-monitors.ini", std::ios::binary);
+    std::ofstream(machine, std::ios::binary) << in.rdbuf();
+  }
+  mkfifo((Folder + "/videoport.ini").c_str(), 0600);
+  mkfifo((Folder + "/diagconf.ini").c_str(), 0600);
+  // Past the bound, and a line the parser would take for a section.
+  std::ofstream(Folder + "/large.ini", std::ios::binary) << "[connected]\n235,DVI,Matrox G200eR2\n"
+                                                         << std::string(9u << 20, '\0');
+  const struct {
+    std::string Subtest;
+    std::vector<std::string> Args;
+    std::string Ending;
+  } cases[] = {
+      {"GraphicsPortTest", {"-INISection=connected"},
+       "LogMessage 8 222 \".\\videoport.ini\" \"\"\nTestFailed 990811 \"\"\nEndOfTest\n"},
+      {"GraphicsPortTest", {"-INISection=connected", "-INIFile=\\dev\\zero"},
+       "LogMessage 8 222 \"\\dev\\zero\" \"\"\nTestFailed 990811 \"\"\nEndOfTest\n"},
+      {"GraphicsPortTest", {"-INISection=connected", "-INIFile=large.ini"},
+       "LogMessage 8 222 \"large.ini\" \"\"\nTestFailed 990811 \"\"\nEndOfTest\n"},
+      {"GPUTest", {"-diagconf=diagconf.ini"},
+       "LogMessage 15 20006 \"-diagconf\" \"\"\nLogMessage 15 20002 \"\" \"\"\nTestFailed 990520\nEndOfTest\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Args.back());
+    ProcessOptions options = Options(c.Subtest, c.Args, machine);
+    options.TimeoutSeconds = 20;
+    const ProcessResult result = RunProcess(options);
+    EXPECT_FALSE(result.TimedOut);
+    EXPECT_EQ(result.Status, 1);
+    ASSERT_GE(result.Stdout.size(), c.Ending.size()) << result.Stdout;
+    EXPECT_EQ(result.Stdout.substr(result.Stdout.size() - c.Ending.size()), c.Ending);
+  }
+}
+
+// Where the protocol gives a failure no code, standard error says why.
+TEST_F(HostileRuns, AFailureWithoutACodeSaysWhyOnStandardError) {
+  MakeMedia();
+  std::ofstream(Folder + "/videoport.ini") << "[connected]\n235,\"DVI,Matrox G200eR2\n";
+  const std::string machine = Folder + "/ports.ini";
+  {
+    std::ifstream in(std::string(MACHINES_DIR) + "/ports-three-monitors.ini", std::ios::binary);
+    std::ofstream(machine, std::ios::binary) << in.rdbuf();
+  }
+  const ProcessResult quote = RunProcess(Options("GraphicsPortTest", {"-INISection=connected"}, machine));
+  EXPECT_EQ(quote.Status, 1);
+  EXPECT_EQ(quote.Stderr, "error: .\\videoport.ini: section [connected] stops at a line with a quote that is not "
+                          "closed, '235,\"DVI,Matrox G200eR2': it and the lines after it are not read\n");
+  const ProcessResult controller = RunProcess(Options("GPUTest", {"-Controller=foo"}));
+  EXPECT_EQ(controller.Status, 1);
+  EXPECT_EQ(controller.Stderr, "error: -Controller=foo names no display adapter of this machine (it has \"Matrox "
+                               "G200eR2\"): nothing was played\n");
+}
+
 }  // namespace

@@ -73,6 +73,11 @@ LoadResult Read(const std::string& fileName, Document& doc) {
   doc = Document{};
   std::FILE* file = OpenFile(fileName, "rb");
   if (!file) return errno == ENOENT ? LoadResult::Missing : LoadResult::Unreadable;
+  // A file past any real one's size is not read at all.
+  if (std::fseek(file, 0, SEEK_END) != 0 || std::ftell(file) > MaxTextFileBytes || std::fseek(file, 0, SEEK_SET) != 0) {
+    std::fclose(file);
+    return LoadResult::Unreadable;
+  }
   std::string bytes;
   char chunk[4096];
   size_t got;
