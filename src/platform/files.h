@@ -16,6 +16,12 @@ std::FILE* OpenFile(const std::string& path, const char* mode);
 // size; a larger file is refused unread, as one that cannot be read (EFBIG).
 constexpr long MaxTextFileBytes = 8L << 20;
 
+// MoveFileExA with MOVEFILE_REPLACE_EXISTING: `from` takes the place of `to`, in one step when
+// both are in one folder. Windows paths.
+bool MoveFileReplacing(const std::string& from, const std::string& to);
+// DeleteFileA of a Windows path.
+bool RemoveFile(const std::string& path);
+
 // The path the operating system sees for a Windows path (in the sim: the host path).
 std::string ResolvePath(const std::string& path);
 

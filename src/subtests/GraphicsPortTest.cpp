@@ -24,6 +24,7 @@
 #include "prompts/Prompts.h"
 #include "subtests/RenderingLibrary.h"
 #include "text/TextHelpers.h"
+#include "text/WholeFile.h"
 
 namespace {
 
@@ -505,13 +506,13 @@ int32_t GraphicsPortTest::DiscoverPorts(uint32_t& pathCount) {
 }
 
 void GraphicsPortTest::WritePortLog() {
-  std::FILE* file = platform::OpenFile(kPortLogName, "w");
-  if (file == nullptr) return;
+  WholeFile log(kPortLogName, false, true);
+  if (log.File() == nullptr) return;
   const std::time_t now = static_cast<std::time_t>(platform::Time());
   const std::string text = std::string("LUMORA Video Port logs ") + std::asctime(std::localtime(&now)) + "\n" +
                            PortLogBody(Cards, Detected);
-  std::fputs(text.c_str(), file);
-  std::fclose(file);
+  std::fputs(text.c_str(), log.File());
+  log.Commit();
 }
 
 int32_t GraphicsPortTest::ApplyPortConfiguration(int32_t pathIndex, bool restore) {

@@ -72,6 +72,9 @@ void StartDispatcher() {
   // A reader that goes away (a closed pipe) makes writes fail, as on Windows, instead of ending
   // the process in the middle of a run.
   signal(SIGPIPE, SIG_IGN);
+  // A file grown past the size limit fails its write, as a full disk does, instead of ending the
+  // process with a half-written file.
+  signal(SIGXFSZ, SIG_IGN);
   if (pipe(signalPipe) != 0) return;
   fcntl(signalPipe[0], F_SETFD, FD_CLOEXEC);
   fcntl(signalPipe[1], F_SETFD, FD_CLOEXEC);

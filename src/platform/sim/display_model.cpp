@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/ddraw.h"
+#include "platform/sim/host_file.h"
 #include "platform/sim/machine.h"
 
 namespace platform {
@@ -167,8 +168,7 @@ std::string SettingsText(const DisplaySettings& s) {
 }  // namespace
 
 // "\\.\DISPLAY1 1024x768x32 60 attached 0,0 registry 1024x768x32 60 attached 0,0": each display
-// device's present settings and the stored ones. Written whole under another name first, so that
-// a reader never sees half of it.
+// device's present settings and the stored ones.
 void DisplayModel::WriteModeFile() const {
   if (modeFile_.empty()) return;
   std::string text;
@@ -177,12 +177,9 @@ void DisplayModel::WriteModeFile() const {
     text += a.Name + " " + SettingsText(a.Current) + " registry " + (a.HasRegistry ? SettingsText(a.Registry) : "none") +
             "\n";
   }
-  const std::string partial = modeFile_ + ".partial";
-  std::FILE* file = std::fopen(partial.c_str(), "wb");
-  if (file == nullptr) return;
-  const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-  if (std::fclose(file) == 0 && written) std::rename(partial.c_str(), modeFile_.c_str());
-  else std::remove(partial.c_str());
+  std::string error;
+  if (!WriteHostFile(modeFile_, text, error))
+    std::fprintf(stderr, "display: cannot write '%s': %s\n", modeFile_.c_str(), error.c_str());
 }
 
 AdapterState& DisplayModel::Primary() {

@@ -114,4 +114,14 @@ std::FILE* OpenFile(const std::string& path, const char* mode) {
   return file;
 }
 
+bool MoveFileReplacing(const std::string& from, const std::string& to) {
+  if (sim::CurrentMachine().WriteProtected) {
+    errno = EROFS;
+    return false;
+  }
+  return std::rename(ResolvePath(from).c_str(), ResolvePath(to).c_str()) == 0;
+}
+
+bool RemoveFile(const std::string& path) { return std::remove(ResolvePath(path).c_str()) == 0; }
+
 }  // namespace platform

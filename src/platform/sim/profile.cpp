@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include "platform/files.h"
 
 namespace platform {
@@ -132,10 +134,14 @@ bool Save(const std::string& fileName, const Document& doc) {
   } else {
     for (wchar_t c : text) bytes.push_back(NarrowUnit(c));
   }
-  std::FILE* file = OpenFile(fileName, "wb");
+  // Whole or not at all: the file is made beside the old one and takes its place when written.
+  const std::string temporary = fileName + "." + std::to_string(getpid()) + ".tmp";
+  std::FILE* file = OpenFile(temporary, "wb");
   if (!file) return false;
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-  return std::fclose(file) == 0 && written;
+  bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+  written = std::fclose(file) == 0 && written && MoveFileReplacing(temporary, fileName);
+  if (!written) RemoveFile(temporary);
+  return written;
 }
 
 // ---- What each line is ----

@@ -20,6 +20,15 @@ std::FILE* OpenFile(const std::string& path, const char* mode) {
   return file;
 }
 
+bool MoveFileReplacing(const std::string& from, const std::string& to) {
+  if (MoveFileExA(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return true;
+  // The C library's reasons are what the program reports.
+  errno = GetLastError() == ERROR_ACCESS_DENIED ? EACCES : GetLastError() == ERROR_DISK_FULL ? ENOSPC : EIO;
+  return false;
+}
+
+bool RemoveFile(const std::string& path) { return ::DeleteFileA(path.c_str()) != 0; }
+
 std::string ResolvePath(const std::string& path) { return path; }
 
 }  // namespace platform
