@@ -13,11 +13,17 @@ WholeFile::WholeFile(std::string name, bool keepOld, bool text, std::string cont
     : path(std::move(name)), what(std::move(content)), temporary(path + "." + std::to_string(platform::GetCurrentProcessId()) + ".tmp") {
   // No name, no file: as an open of an empty path, which fails without a word.
   if (path.empty()) return;
+  // What stands under the name must be a file the program may replace: a folder or a file it
+  // cannot open fails here, as an open of the name itself would.
   errno = 0;
-  std::FILE* old = keepOld ? platform::OpenFile(path, "rb") : nullptr;
-  if (keepOld && old == nullptr && errno != ENOENT) {
+  std::FILE* old = platform::OpenFile(path, "rb");
+  if (old == nullptr && errno != ENOENT) {
     Tell(errno);
     return;
+  }
+  if (!keepOld && old != nullptr) {
+    std::fclose(old);
+    old = nullptr;
   }
   errno = 0;
   file = platform::OpenFile(temporary, text ? "w+t" : "w+b");

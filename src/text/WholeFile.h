@@ -9,9 +9,9 @@
 class WholeFile {
  public:
   // `path` as the program names it. With `keepOld`, the temporary file starts as a copy of the
-  // present one and is positioned at its start, as an "r+b" open of it would be; a present file
-  // that cannot be read then fails the write rather than be lost. With `text`, line ends are the
-  // system's, as in a "w+t" open.
+  // present one and is positioned at its start, as an "r+b" open of it would be. A folder, or a
+  // file that cannot be read, under the name fails the write rather than be lost. With `text`,
+  // line ends are the system's, as in a "w+t" open.
   // `what` names the content in the line that tells of a failure: "cannot write <what> to <file>:
   // <reason>"; without it "cannot write <file>: <reason>".
   WholeFile(std::string path, bool keepOld, bool text = false, std::string what = "");
