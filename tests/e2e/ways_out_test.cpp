@@ -69,15 +69,31 @@ TEST_F(WaysOut, RotationTestPutsTheModeBackHoweverItEnds) {
   }
 }
 
-TEST_F(WaysOut, AClosedConsoleEndsAScreenSubtestWithTheStartModeBack) {
-  // Closed while the operator looks at the test card in 800x600x16.
-  const ProcessResult run = Run("ModeTest", {"-Mode800x600x16=true"}, ModeMachine("ConsoleCloseAtTime=3000\n"),
-                                {{"RASTERSCAN_OPERATOR", "wait 60000"}});
-  EXPECT_EQ(run.Status, kClosedStatus) << run.Stdout;
-  EXPECT_EQ(run.Stdout.find("EndOfTest"), std::string::npos);
-  EXPECT_EQ(run.Stderr, "error: the console was closed: the run ended untested, with what it had changed on the machine "
-                        "put back\n");
-  EXPECT_EQ(ReadText("mode.txt"), kStartMode);
+TEST_F(WaysOut, AScreenSubtestPutsTheStartModeBackOnAPassAFailureAndAClosedConsole) {
+  const struct {
+    const char* Way;
+    std::string Events;
+    std::string Script;
+    int Status;
+  } cases[] = {
+      {"pass", "", "digit; digit", 0},
+      {"F1 on the second card", "", "digit; F1", 1},
+      // Closed while the operator looks at the first card, in 640x480x32.
+      {"console closed", "ConsoleCloseAtTime=3000\n", "wait 60000", kClosedStatus},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Way);
+    std::remove((Folder + "/mode.txt").c_str());
+    const ProcessResult run = Run("ModeTest", {"-Mode640x480x32=true", "-Mode800x600x16=true"}, ModeMachine(c.Events),
+                                  {{"RASTERSCAN_OPERATOR", c.Script}});
+    EXPECT_EQ(run.Status, c.Status) << run.Stdout << run.Stderr;
+    EXPECT_NE(run.Stdout.find("LogMessage 14 202 \"640x480x32\""), std::string::npos);
+    EXPECT_EQ(ReadText("mode.txt"), kStartMode);
+    if (c.Status != kClosedStatus) continue;
+    EXPECT_EQ(run.Stdout.find("EndOfTest"), std::string::npos);
+    EXPECT_EQ(run.Stderr, "error: the console was closed: the run ended untested, with what it had changed on the "
+                          "machine put back\n");
+  }
 }
 
 TEST_F(WaysOut, GraphicsPortTestPutsTheStartConfigurationBackOnEveryWayOut) {
