@@ -38,12 +38,14 @@ bool FlagSet(const CmdLineParser& line, const char* name) { return ToLower(line.
 }  // namespace
 
 int HandleConsoleEvent(uint32_t eventType) {
-  if (eventType == platform::CtrlCloseEvent) {
+  if (eventType == platform::CtrlCloseEvent || eventType == platform::CtrlLogoffEvent ||
+      eventType == platform::CtrlShutdownEvent) {
     // The process ends when this returns, whatever it returns: what the run changed is put back
     // now, since the run gets no other chance to do it.
     const bool changed = PutBack::Pending() != 0;
     PutBack::UndoAll();
-    std::fprintf(stderr, "error: the console was closed: the run ended untested%s\n",
+    std::fprintf(stderr, "error: the console was %s: the run ended without a verdict%s\n",
+                 eventType == platform::CtrlCloseEvent ? "closed" : "ended by a logoff or shutdown",
                  changed ? ", with what it had changed on the machine put back" : "");
     std::fflush(stderr);
     return 1;

@@ -8,6 +8,8 @@ namespace platform {
 constexpr uint32_t CtrlCEvent = 0;
 constexpr uint32_t CtrlBreakEvent = 1;
 constexpr uint32_t CtrlCloseEvent = 2;
+constexpr uint32_t CtrlLogoffEvent = 5;
+constexpr uint32_t CtrlShutdownEvent = 6;
 
 // Returns nonzero when the event was handled.
 using ConsoleCtrlHandler = int (*)(uint32_t eventType);

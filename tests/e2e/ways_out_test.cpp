@@ -91,8 +91,8 @@ TEST_F(WaysOut, AScreenSubtestPutsTheStartModeBackOnAPassAFailureAndAClosedConso
     EXPECT_EQ(ReadText("mode.txt"), kStartMode);
     if (c.Status != kClosedStatus) continue;
     EXPECT_EQ(run.Stdout.find("EndOfTest"), std::string::npos);
-    EXPECT_EQ(run.Stderr, "error: the console was closed: the run ended untested, with what it had changed on the "
-                          "machine put back\n");
+    EXPECT_EQ(run.Stderr, "error: the console was closed: the run ended without a verdict, with what it had "
+                          "changed on the machine put back\n");
   }
 }
 
