@@ -120,10 +120,20 @@ for ((round = 1; round <= rounds; ++round)); do
     cd "$dir" || exit 2
     export RASTERSCAN_MACHINE=machine.ini RASTERSCAN_CLOCK=$clock RASTERSCAN_OPERATOR="$script"
     if [ -n "$stop" ]; then
-      timeout -k 10 30 "$program" "${args[@]}" >out 2>err &
+      "$program" "${args[@]}" >out 2>err &
       pid=$!
       sleep "$stop"
-      pkill -"$sig" -P "$pid" 2>/dev/null
+      kill -s "$sig" "$pid" 2>/dev/null
+      # Thirty seconds to end after the stop.
+      for ((tick = 0; tick < 300; ++tick)); do
+        kill -0 "$pid" 2>/dev/null || break
+        sleep 0.1
+      done
+      if kill -0 "$pid" 2>/dev/null; then
+        kill -s KILL "$pid"
+        wait "$pid"
+        exit 124
+      fi
       wait "$pid"
     else
       timeout -k 10 60 "$program" "${args[@]}" >out 2>err
