@@ -21,9 +21,19 @@ std::FILE* OpenFile(const std::string& path, const char* mode) {
 }
 
 bool MoveFileReplacing(const std::string& from, const std::string& to) {
-  if (MoveFileExA(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return true;
+  // A file that another process is reading cannot be replaced until it lets go; readers of the
+  // program's files hold them for moments only, so the move is tried again for up to a second.
+  DWORD error = ERROR_SUCCESS;
+  for (int attempt = 0; attempt < 50; ++attempt) {
+    if (MoveFileExA(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return true;
+    error = GetLastError();
+    if (error != ERROR_SHARING_VIOLATION && error != ERROR_ACCESS_DENIED && error != ERROR_LOCK_VIOLATION) break;
+    Sleep(20);
+  }
   // The C library's reasons are what the program reports.
-  errno = GetLastError() == ERROR_ACCESS_DENIED ? EACCES : GetLastError() == ERROR_DISK_FULL ? ENOSPC : EIO;
+  errno = error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION ? EACCES
+          : error == ERROR_DISK_FULL                                        ? ENOSPC
+                                                                            : EIO;
   return false;
 }
 
