@@ -93,6 +93,10 @@ class OrgFileParser : public FileParser {
   // Splits the next line into fields; false at the end, at an empty line, or at a line with an
   // unterminated quote (which stays the next line).
   bool NextLine();
+  // The line that `NextLine` takes next; empty when there is none.
+  std::string PendingLine() const {
+    return lineIndex < lineTotal ? lines[static_cast<size_t>(lineIndex)] : std::string();
+  }
 
  private:
   std::vector<std::string> lines;

@@ -11,6 +11,7 @@
 #include "framework/KestDiag.h"
 #include "framework/KestException.h"
 #include "framework/Kestout.h"
+#include "framework/PutBack.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/system.h"
@@ -37,6 +38,18 @@ bool FlagSet(const CmdLineParser& line, const char* name) { return ToLower(line.
 }  // namespace
 
 int HandleConsoleEvent(uint32_t eventType) {
+  if (eventType == platform::CtrlCloseEvent || eventType == platform::CtrlLogoffEvent ||
+      eventType == platform::CtrlShutdownEvent) {
+    // The process ends when this returns, whatever it returns: what the run changed is put back
+    // now, since the run gets no other chance to do it.
+    const bool changed = PutBack::Pending() != 0;
+    PutBack::UndoAll();
+    std::fprintf(stderr, "error: the console was %s: the run ended without a verdict%s\n",
+                 eventType == platform::CtrlCloseEvent ? "closed" : "ended by a logoff or shutdown",
+                 changed ? ", with what it had changed on the machine put back" : "");
+    std::fflush(stderr);
+    return 1;
+  }
   if (eventType != platform::CtrlCEvent && eventType != platform::CtrlBreakEvent) return 1;
   // A stop during start-up is judged once every test is registered, so that it is neither taken
   // for a stop without a test nor read from a registry that is still being filled. This runs on

@@ -31,6 +31,9 @@ bool IsWow64Process();
 // GetModuleFileNameA of the program itself, empty on failure.
 std::string GetModulePathName();
 
+// GetCurrentProcessId.
+uint32_t GetCurrentProcessId();
+
 // _getcwd; empty on failure.
 std::string GetCwd();
 

@@ -15,6 +15,7 @@
 #include "platform/files.h"
 #include "platform/fullpath.h"
 #include "platform/gdi.h"
+#include "text/WholeFile.h"
 
 uint8_t Calibrating = 0;
 uint8_t UseControllerId = 1;
@@ -62,24 +63,8 @@ void TellDebuggerOfMismatch(uint32_t testId, const std::string& mode, uint32_t s
 }
 
 // The protocol has no line for a store that cannot be written, and the compare that follows
-// would blame the adapter: the person at the machine is told which file and why.
-void ReportUnwritableStore() {
-  const int error = errno;
-  char full[1024] = {};
-  const uint32_t length = platform::GetFullPathNameA(kStoreName, sizeof full, full);
-  const std::string path = length > 0 && length < sizeof full ? std::string(full, length) : std::string(kStoreName);
-  std::fprintf(stderr, "error: cannot write the calibration record to %s: %s\n", path.c_str(),
-               error != 0 ? std::strerror(error) : "write failed");
-  std::fflush(stderr);
-}
-
-// The store opened for reading and writing, created if absent.
-std::FILE* OpenAlways() {
-  errno = 0;
-  std::FILE* file = platform::OpenFile(kStoreName, "r+b");
-  // Only a store that is not there is created: any other failure must not empty it.
-  return file || errno != ENOENT ? file : platform::OpenFile(kStoreName, "w+b");
-}
+// would blame the adapter: the store itself tells the person at the machine which file and why.
+const char kStoreContent[] = "the calibration record";
 
 }  // namespace
 
@@ -136,11 +121,11 @@ bool StoreCalibrationRecord(const CalibrationRecord& record, uint32_t checksum) 
   // Another process may calibrate into the same folder: nobody else may store between our search
   // and our write, or one of two new records would land on the other's place.
   FileMutexLock lock(kStoreName, "_RasterScanCalibration");
-  std::FILE* file = OpenAlways();
-  if (!file) {
-    ReportUnwritableStore();
-    return false;
-  }
+  // Written whole beside the store and put in its place, so that no reader and no full disk ever
+  // sees a store cut short.
+  WholeFile store(kStoreName, true, false, kStoreContent);
+  std::FILE* file = store.File();
+  if (!file) return false;
   unsigned char bytes[kRecordSize] = {};
   long place = 0;
   bool found = false;
@@ -161,24 +146,32 @@ bool StoreCalibrationRecord(const CalibrationRecord& record, uint32_t checksum) 
   PutWord(bytes, 12, record.Width);
   PutWord(bytes, 16, record.Height);
   PutWord(bytes, 20, checksum);
-  errno = 0;
-  bool written = std::fseek(file, place, SEEK_SET) == 0 && std::fwrite(bytes, 1, kRecordSize, file) == kRecordSize;
-  written = std::fclose(file) == 0 && written;
-  if (!written) ReportUnwritableStore();
+  if (std::fseek(file, place, SEEK_SET) == 0) std::fwrite(bytes, 1, kRecordSize, file);
+  store.Commit();
   return found;
 }
 
 void ConvertCalibrationFile() {
-  std::FILE* text = platform::OpenFile("zr_video.txt", "w+t");
-  std::FILE* store = OpenAlways();
+  WholeFile dump("zr_video.txt", false, true);
+  std::FILE* text = dump.File();
+  if (text == nullptr) return;
+  // A store that is not there is made, empty, as the dump has always done; not over one that a
+  // calibration beside this one has just made.
+  FileMutexLock lock(kStoreName, "_RasterScanCalibration");
+  errno = 0;
+  std::FILE* store = platform::OpenFile(kStoreName, "rb");
+  if (store == nullptr && errno == ENOENT) {
+    WholeFile empty(kStoreName, false, false, kStoreContent);
+    empty.Commit();
+  }
   unsigned char bytes[kRecordSize];
-  while (text && store && std::fread(bytes, 1, kRecordSize, store) == kRecordSize) {
+  while (store && std::fread(bytes, 1, kRecordSize, store) == kRecordSize) {
     const CalibrationRecord r = Decode(bytes);
     std::fprintf(text, "Controller=0x%x Test=0x%x Width=%d Height=%d BPP=%d Checksum=0x%x \n", r.Controller, r.Test,
                  static_cast<int>(r.Width), static_cast<int>(r.Height), static_cast<int>(r.BPP), r.Checksum);
   }
   if (store) std::fclose(store);
-  if (text) std::fclose(text);
+  dump.Commit();
 }
 
 uint32_t SumScreenPixels() {

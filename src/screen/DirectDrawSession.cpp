@@ -1,5 +1,7 @@
 #include "screen/DirectDrawSession.h"
 
+#include "screen/DisplayControl.h"
+
 DirectDrawSession* DirectDrawSession::CreateOn(const platform::Guid* guid) {
   LastResult = platform::DirectDrawCreate(guid, DirectDraw);
   if (LastResult != 0) return this;
@@ -27,6 +29,7 @@ DirectDrawSession* DirectDrawSession::SetMode(int32_t width, int32_t height, int
     LastResult = platform::DdErrInvalidObject;
     return this;
   }
+  NoteStartModeToPutBack();
   LastResult = DirectDraw2->SetDisplayMode(static_cast<uint32_t>(width), static_cast<uint32_t>(height),
                                            static_cast<uint32_t>(bitsPerPixel), static_cast<uint32_t>(refreshRate), 0);
   return this;

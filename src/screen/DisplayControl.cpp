@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "framework/Kestout.h"
+#include "framework/PutBack.h"
 #include "hardware/WMIDiscovery.h"
 #include "platform/clock.h"
 #include "platform/display.h"
@@ -42,7 +43,20 @@ bool InModes(const DirectDrawSession& session, int32_t modeCount, int32_t width,
 
 }  // namespace
 
+void NoteStartModeToPutBack() {
+  static bool noted = false;
+  PutBack::Guard hold = PutBack::Hold();
+  if (noted) return;
+  platform::DevMode start;
+  start.Size = 156;
+  if (!platform::EnumDisplaySettingsExA(nullptr, platform::EnumCurrentSettings, start, 0)) return;
+  start.Fields = platform::DmBitsPerPel | platform::DmPelsWidth | platform::DmPelsHeight | platform::DmDisplayFrequency;
+  noted = true;
+  PutBack::Note([start] { platform::ChangeDisplaySettingsA(&start, platform::CdsFullscreen); });
+}
+
 int32_t SetDisplayMode(int32_t width, int32_t height, int32_t bitsPerPixel) {
+  NoteStartModeToPutBack();
   platform::DevMode mode;
   mode.Size = 156;
   mode.BitsPerPel = static_cast<uint32_t>(bitsPerPixel);

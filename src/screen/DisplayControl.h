@@ -45,6 +45,9 @@ constexpr int32_t DetachDisplaysFailed = 990375;
 
 // Sets the desktop's mode, first at 60 Hz and then at the driver's rate: 0, or the result of
 // ChangeDisplaySettingsA. Takes one second.
+// The primary display's present mode is noted, before the first change of the run, as the one to
+// put back if the run is ended from outside (a closed console). Call it before any mode change.
+void NoteStartModeToPutBack();
 int32_t SetDisplayMode(int32_t width, int32_t height, int32_t bitsPerPixel);
 
 // Whether the display settings list of the default device has the mode, at any rate.

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/files.h"
+#include "text/WholeFile.h"
 
 uint8_t AnalysisLogEnabled = 0;
 
@@ -146,7 +147,8 @@ void ComparePixelDumps(const std::string& calName, const std::string& falName, c
   const int64_t pixelsPerLine = bits > 0 ? int64_t{session.SurfaceDesc.Pitch} * 8 / bits : 0;
   std::FILE* cal = OpenAlways(calName);
   std::FILE* fal = OpenAlways(falName);
-  std::FILE* log = OpenAlways(logName);
+  WholeFile logFile(logName, true);
+  std::FILE* log = logFile.File();
   if (log != nullptr) std::setvbuf(log, nullptr, _IOFBF, 1 << 16);
 
   uint32_t errors = 0;
@@ -155,7 +157,7 @@ void ComparePixelDumps(const std::string& calName, const std::string& falName, c
   if (AnalysisLogEnabled != 0 && log != nullptr) std::fprintf(log, kTotal, errors);
 
   platform::DeleteDC(dc);
-  if (log != nullptr) std::fclose(log);
+  logFile.Commit();
   if (fal != nullptr) std::fclose(fal);
   if (cal != nullptr) std::fclose(cal);
 }

@@ -8,6 +8,7 @@
 #include "platform/file_attributes.h"
 #include "platform/files.h"
 #include "platform/window.h"
+#include "text/WholeFile.h"
 
 namespace {
 
@@ -102,7 +103,7 @@ void SaveBitmapFile(const std::string& path, platform::HBitmap bitmap) {
   }
   const uint32_t allocated = h.SizeImage;
   std::unique_ptr<uint8_t[]> pixels(new (std::nothrow) uint8_t[allocated]);
-  std::FILE* file = nullptr;
+  std::unique_ptr<WholeFile> picture;
   if (!pixels) {
     Kestout::LogMessage(CategoryServiceErrors, 20000, "Unable to Allocate Bitmap Memory");
   } else {
@@ -110,16 +111,16 @@ void SaveBitmapFile(const std::string& path, platform::HBitmap bitmap) {
     platform::GetDIBits(screen, bitmap, 0, static_cast<uint32_t>(h.Height), pixels.get(),
                         reinterpret_cast<platform::BitmapInfo*>(&info), platform::DibRgbColors);
     if (h.SizeImage > allocated) h.SizeImage = allocated;
-    file = platform::OpenFile(path, "wb");
-    if (file == nullptr) {
+    picture.reset(new WholeFile(path, false));
+    if (picture->File() == nullptr) {
       Kestout::LogMessage(CategoryServiceErrors, 20000, "Unable to Create Bitmap File");
     } else {
       uint8_t headers[kHeadersSize];
       EncodeHeaders(h, headers);
-      std::fwrite(headers, 1, kHeadersSize, file);
-      std::fwrite(pixels.get(), 1, h.SizeImage, file);
+      std::fwrite(headers, 1, kHeadersSize, picture->File());
+      std::fwrite(pixels.get(), 1, h.SizeImage, picture->File());
     }
   }
   platform::ReleaseDC(0, screen);
-  if (file != nullptr) std::fclose(file);
+  if (picture) picture->Commit();
 }

@@ -513,6 +513,7 @@ void ShowFullScreenWindow(DirectDrawSession& session, const TestWindow& request,
   else session.Create();
   session.SetCooperation(window);
   if (session.LastResult == 0) {
+    NoteStartModeToPutBack();
     if (request.LegacyModeCall) {
       session.LastResult = session.DirectDraw->SetDisplayMode(static_cast<uint32_t>(request.Width),
                                                               static_cast<uint32_t>(request.Height),

@@ -10,6 +10,7 @@
 
 #include "platform/files.h"
 #include "screen/DirectDrawSession.h"
+#include "text/WholeFile.h"
 
 namespace {
 
@@ -70,8 +71,9 @@ DirectDrawSession* DumpAndFill(DirectDrawSession& session, const std::string& fi
   if (session.PrimarySurface2 == nullptr) return &session;
   uint32_t rowBytes = 0, rows = 0;
   if (!LockForWalk(session, rowBytes, rows)) return &session;
-  std::FILE* file = platform::OpenFile(fileName, "r+b");
-  if (file == nullptr) file = platform::OpenFile(fileName, "w+b");
+  // Written over from its start and never cut short, as the old dump was kept beyond the new.
+  WholeFile dump(fileName, true);
+  std::FILE* file = dump.File();
   uint32_t total = 0;
   uint8_t* row = session.SurfaceDesc.Surface;
   for (uint32_t y = 0; y < rows; ++y) {
@@ -81,7 +83,7 @@ DirectDrawSession* DumpAndFill(DirectDrawSession& session, const std::string& fi
     row += session.SurfaceDesc.Pitch;
   }
   session.PrimarySurface2->Unlock(session.SurfaceDesc.Surface);
-  if (file != nullptr) std::fclose(file);
+  dump.Commit();
   if (sum) session.Checksum = total;
   return &session;
 }

@@ -1,5 +1,6 @@
 #include "subtests/GPUTest.h"
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -165,7 +166,14 @@ bool GPUTest::Run() {
           named = true;
           break;
         }
-      if (!named) return false;
+      if (!named) {
+        // The verdict has no failure code for this; the person must still learn why.
+        std::string found;
+        for (const std::string& adapter : adapters) found += (found.empty() ? "\"" : ", \"") + adapter + "\"";
+        std::fprintf(stderr, "error: -Controller=%s names no display adapter of this machine (it has %s): nothing "
+                     "was played\n", controller.c_str(), found.c_str());
+        return false;
+      }
     }
   } else {
     WarnNothingTested("no display adapter: the first display device is missing, a mirroring or a remote driver");

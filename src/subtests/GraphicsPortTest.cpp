@@ -13,6 +13,7 @@
 #include "framework/KestException.h"
 #include "framework/Kestout.h"
 #include "framework/MessageCatalog.h"
+#include "framework/PutBack.h"
 #include "hardware/SMBIOSDiscovery.h"
 #include "hardware/SetupDI.h"
 #include "hardware/WMIDiscovery.h"
@@ -24,6 +25,7 @@
 #include "prompts/Prompts.h"
 #include "subtests/RenderingLibrary.h"
 #include "text/TextHelpers.h"
+#include "text/WholeFile.h"
 
 namespace {
 
@@ -62,9 +64,10 @@ bool HasSection(FileParser& parser, const std::string& name) {
   return false;
 }
 
-// The lines of one section as expected ports; the third field may be empty.
-void ReadPortLines(OrgFileParser& parser, const std::string& section, std::vector<ExpectedPort>& out,
-                   std::vector<bool>& cardNameGiven) {
+// The lines of one section as expected ports; the third field may be empty. A line that cannot be
+// split ends the list; the protocol has no line for that, so standard error says which.
+void ReadPortLines(OrgFileParser& parser, const std::string& file, const std::string& section,
+                   std::vector<ExpectedPort>& out, std::vector<bool>& cardNameGiven) {
   parser.ReadSection(section);
   while (parser.NextLine()) {
     ExpectedPort port;
@@ -79,6 +82,10 @@ void ReadPortLines(OrgFileParser& parser, const std::string& section, std::vecto
     out.push_back(port);
     cardNameGiven.push_back(!card.empty());
   }
+  const std::string stopped = parser.PendingLine();
+  if (!stopped.empty())
+    std::fprintf(stderr, "error: %s: section [%s] stops at a line with a quote that is not closed, '%s': it and "
+                 "the lines after it are not read\n", file.c_str(), section.c_str(), stopped.c_str());
 }
 
 }  // namespace
@@ -202,7 +209,7 @@ bool GraphicsPortTest::Run() {
 
   uint32_t failureCode = 0;
   bool interrupted = false;
-  bool passed = TestAllPorts ? WalkAllPorts(failureCode, interrupted) : WalkPortsOneByOne(failureCode, interrupted);
+  bool passed = WalkPorts(failureCode, interrupted);
   Kestout::UpdatePercentage(80);
   if (HaveSaved && ApplyPortConfiguration(0, true) != 0) {
     passed = false;
@@ -221,6 +228,21 @@ bool GraphicsPortTest::Run() {
   Kestout::LogMessage(CategoryServiceErrors, 4, "");
   if (failureCode != 0) Kestout::ReportFailure(ToText(failureCode));
   return false;
+}
+
+bool GraphicsPortTest::WalkPorts(uint32_t& failureCode, bool& interrupted) {
+  try {
+    return TestAllPorts ? WalkAllPorts(failureCode, interrupted) : WalkPortsOneByOne(failureCode, interrupted);
+  } catch (...) {
+    // The failure that ends the walk is the one reported; a configuration that will not go back
+    // has no line of its own in the protocol.
+    if (HaveSaved) {
+      if (const int32_t error = ApplyPortConfiguration(0, true))
+        std::fprintf(stderr, "error: the start display configuration could not be put back (error %d)\n",
+                     static_cast<int>(error));
+    }
+    throw;
+  }
 }
 
 // Every expected port must be there at once before any is tested.
@@ -374,7 +396,7 @@ bool GraphicsPortTest::ReadPortConfiguration() {
       OrgFileParser parser(IniFile);
       if (!HasSection(parser, card.Description)) return false;
       std::vector<ExpectedPort> ports;
-      ReadPortLines(parser, card.Description, ports, cardNameGiven);
+      ReadPortLines(parser, IniFile, card.Description, ports, cardNameGiven);
       for (ExpectedPort& port : ports) {
         port.CardDeviceId = card.DeviceId;
         if (port.CardName.empty()) port.CardName = card.Description;
@@ -398,7 +420,7 @@ bool GraphicsPortTest::ReadPortConfiguration() {
         if (!HasSection(parser, name)) return false;
       }
     }
-    ReadPortLines(parser, name, Expected, cardNameGiven);
+    ReadPortLines(parser, IniFile, name, Expected, cardNameGiven);
   }
   for (size_t i = 0; i < Expected.size(); ++i) {
     ExpectedPort& port = Expected[i];
@@ -498,13 +520,13 @@ int32_t GraphicsPortTest::DiscoverPorts(uint32_t& pathCount) {
 }
 
 void GraphicsPortTest::WritePortLog() {
-  std::FILE* file = platform::OpenFile(kPortLogName, "w");
-  if (file == nullptr) return;
+  WholeFile log(kPortLogName, false, true);
+  if (log.File() == nullptr) return;
   const std::time_t now = static_cast<std::time_t>(platform::Time());
   const std::string text = std::string("LUMORA Video Port logs ") + std::asctime(std::localtime(&now)) + "\n" +
                            PortLogBody(Cards, Detected);
-  std::fputs(text.c_str(), file);
-  std::fclose(file);
+  std::fputs(text.c_str(), log.File());
+  log.Commit();
 }
 
 int32_t GraphicsPortTest::ApplyPortConfiguration(int32_t pathIndex, bool restore) {
@@ -518,8 +540,17 @@ int32_t GraphicsPortTest::ApplyPortConfiguration(int32_t pathIndex, bool restore
   }
   const auto set = reinterpret_cast<platform::SetDisplayConfigProc>(User32Export("SetDisplayConfig"));
   if (set == nullptr) return 0;
-  if (restore)
-    return set(SavedPathCount, SavedPaths.data(), static_cast<uint32_t>(SavedModes.size()), SavedModes.data(), kSetFlags);
+  PutBack::Guard hold = PutBack::Hold();
+  if (restore) {
+    const int32_t result =
+        set(SavedPathCount, SavedPaths.data(), static_cast<uint32_t>(SavedModes.size()), SavedModes.data(), kSetFlags);
+    if (result == 0) {
+      PutBack::Drop(ConfigurationPutBack);
+      ConfigurationPutBack = 0;
+    }
+    return result;
+  }
+  if (ConfigurationPutBack == 0) ConfigurationPutBack = PutBack::Note([this] { ApplyPortConfiguration(0, true); });
   return set(PathCount, Paths.data(), static_cast<uint32_t>(Modes.size()), Modes.data(), kSetFlags);
 }
 

@@ -65,6 +65,8 @@ class GraphicsPortTest : public KestDiag {
   void WritePortLog();
   bool FindExpectedPorts(bool prompting);
   int32_t ApplyPortConfiguration(int32_t pathIndex, bool restore);
+  // The walk chosen by -TestAllPorts, with the start configuration put back on every way out of it.
+  bool WalkPorts(uint32_t& failureCode, bool& interrupted);
   int32_t RunRenderingOnPort(uint32_t& failureCode);
   bool StartTimerThread();
   void StopTimerThread(bool mustStop);
@@ -97,6 +99,8 @@ class GraphicsPortTest : public KestDiag {
   std::vector<platform::DisplayConfigModeInfo> SavedModes;
   uint32_t SavedPathCount = 0;
   bool HaveSaved = false;
+  // The note that puts the start configuration back if the run is ended from outside.
+  int ConfigurationPutBack = 0;
 
   std::atomic<bool> TimerExpired{false};
   platform::Handle TimerThreadHandle = 0;

@@ -10,6 +10,7 @@
 #include "platform/display.h"
 #include "prompts/KestWindow.h"
 #include "prompts/Prompts.h"
+#include "screen/DisplayControl.h"
 #include "text/TextHelpers.h"
 
 namespace {
@@ -122,6 +123,7 @@ bool RotationTest::SetResolution(const std::string& text) {
   int height = 0;
   int bits = 0;
   platform::DevMode mode;
+  NoteStartModeToPutBack();
   // A text that is no resolution is one the driver cannot set.
   if (std::sscanf(text.c_str(), "%dx%dx%d", &width, &height, &bits) == 3) {
     mode.BitsPerPel = static_cast<uint32_t>(bits);

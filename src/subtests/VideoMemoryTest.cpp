@@ -200,6 +200,7 @@ int32_t VideoMemoryTest::TestSurfaceMemory() {
   if (cooperating != platform::DdOk) return Abandon(window, CooperativeLevelFailed);
   platform::Sleep(1000);
 
+  NoteStartModeToPutBack();
   const platform::HResult modeSet = directDraw->SetDisplayMode(
       static_cast<uint32_t>(mode.Width), static_cast<uint32_t>(mode.Height), static_cast<uint32_t>(mode.Bits));
   Kestout::UpdatePercentage(70);

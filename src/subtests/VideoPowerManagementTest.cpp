@@ -8,6 +8,7 @@
 #include "framework/KestConstraint.h"
 #include "framework/Kestout.h"
 #include "framework/MessageCatalog.h"
+#include "framework/PutBack.h"
 #include "platform/clock.h"
 #include "platform/power.h"
 #include "prompts/Prompts.h"
@@ -26,6 +27,9 @@ constexpr uint32_t YesNoOnTop = PromptOnTop | 4;
 
 // The video time-out found in the policy before the test changed it, in seconds.
 uint32_t SavedVideoTimeout = 0;
+// The note that puts the saved time-out back if the run is ended from outside; 0 while the policy
+// is as found.
+int PolicyPutBack = 0;
 
 uint32_t VideoTimeoutOf(const uint8_t* policy) {
   uint32_t seconds = 0;
@@ -143,6 +147,11 @@ bool VideoPowerManagementTest::SetVideoTimeout() {
     rereadStatus = ReadPolicy(changed);
     if (rereadStatus == platform::StatusSuccess) {
       SetVideoTimeoutOf(changed, TestVideoTimeout);
+      // Noted before the write: putting back a time-out that was not changed yet does no harm.
+      if (PolicyPutBack == 0) {
+        const uint32_t found = SavedVideoTimeout;
+        PolicyPutBack = PutBack::Note([this, found] { RestoreVideoTimeout(found); });
+      }
       writeStatus = WritePolicy(changed);
     }
   }
@@ -157,4 +166,6 @@ void VideoPowerManagementTest::RestoreVideoTimeout(uint32_t seconds) {
   if (ReadPolicy(policy) != platform::StatusSuccess) return;
   SetVideoTimeoutOf(policy, RestoredVideoTimeout(seconds));
   WritePolicy(policy);
+  PutBack::Drop(PolicyPutBack);
+  PolicyPutBack = 0;
 }

@@ -4,6 +4,7 @@
 
 #include "platform/files.h"
 #include "text/TextHelpers.h"
+#include "text/WholeFile.h"
 
 namespace {
 
@@ -44,7 +45,7 @@ std::string Section::ToString() const {
 }
 
 IniBase::IniBase(const std::string& path) : fileName(path) {
-  std::FILE* file = platform::OpenFile(path, "r");
+  std::FILE* file = OpenTextFile(path);
   if (!file) return;
   std::string line;
   int c;
@@ -110,9 +111,9 @@ std::string IniBase::ToString() const {
 }
 
 void IniBase::Save(const std::string& path) const {
-  std::FILE* file = platform::OpenFile(path, "w");
-  if (!file) return;
+  WholeFile file(path, false, true);
+  if (!file.File()) return;
   const std::string text = ToString() + "\n";
-  std::fwrite(text.data(), 1, text.size(), file);
-  std::fclose(file);
+  std::fwrite(text.data(), 1, text.size(), file.File());
+  file.Commit();
 }

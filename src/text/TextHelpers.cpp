@@ -1,6 +1,7 @@
 #include "text/TextHelpers.h"
 
 #include <cctype>
+#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -216,8 +217,19 @@ bool FileExists(const std::string& path) {
   return true;
 }
 
-bool ReadTextFile(const std::string& path, std::string& text) {
+std::FILE* OpenTextFile(const std::string& path) {
   std::FILE* file = platform::OpenFile(path, "r");
+  if (!file) return nullptr;
+  const bool fits = std::fseek(file, 0, SEEK_END) == 0 && std::ftell(file) <= platform::MaxTextFileBytes &&
+                    std::fseek(file, 0, SEEK_SET) == 0;
+  if (fits) return file;
+  std::fclose(file);
+  errno = EFBIG;
+  return nullptr;
+}
+
+bool ReadTextFile(const std::string& path, std::string& text) {
+  std::FILE* file = OpenTextFile(path);
   if (!file) return false;
   text.clear();
   char buffer[4096];

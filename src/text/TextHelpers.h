@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -49,5 +50,8 @@ std::string CatalogDescription(const std::string& description);
 
 bool FileExists(const std::string& path);
 bool ReadTextFile(const std::string& path, std::string& text);
+// A text file opened for reading, or null: also for one larger than any real one (errno EFBIG),
+// which is never read.
+std::FILE* OpenTextFile(const std::string& path);
 std::string GetWorkingDirectory();
 std::string GetModulePath();

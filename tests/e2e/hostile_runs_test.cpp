@@ -145,8 +145,8 @@ TEST_F(HostileRuns, ARecordThatCannotBeWrittenIsNamedOnStandardError) {
   EXPECT_NE(first.Stderr.find(reason), std::string::npos) << first.Stderr;
   EXPECT_EQ(FilesLeft(), std::set<std::string>{"write-protected.ini"});
 
-  // Older records: the protocol blames the screen (990408), standard error names the file, once for
-  // every record that could not be written, and the store is left as it was.
+  // Older records: the protocol blames the screen (990408), standard error names the file once,
+  // however many records could not be written, and the store is left as it was.
   ASSERT_EQ(Run("ModeTest", calibrate).Status, 0);
   Bytes older = Read("ZR_VIDEO.DAT");
   for (size_t at = 0; at < older.size(); at += 32) older[at + 20] ^= 0x01;
@@ -154,9 +154,92 @@ TEST_F(HostileRuns, ARecordThatCannotBeWrittenIsNamedOnStandardError) {
   ProcessResult second = Run("ModeTest", calibrate, writeProtected);
   EXPECT_EQ(second.Status, 1);
   EXPECT_NE(second.Stdout.find("ReportFailure 990408\nEndOfTest\n"), std::string::npos) << second.Stdout;
-  EXPECT_EQ(Count(second.Stderr, line), Count(second.Stdout, "LogMessage 14 206 ")) << second.Stderr;
-  EXPECT_GT(Count(second.Stderr, reason), 0u);
+  EXPECT_EQ(Count(second.Stdout, "LogMessage 14 206 "), 2u);
+  EXPECT_EQ(Count(second.Stderr, line), 1u) << second.Stderr;
+  EXPECT_EQ(Count(second.Stderr, reason), 1u);
   EXPECT_EQ(Read("ZR_VIDEO.DAT"), older);
+}
+
+// Text input that is no file, or larger than any real one, is refused unread with the failure of a
+// file that cannot be read; nothing waits for a pipe or reads without end.
+TEST_F(HostileRuns, InputThatIsNoFileOrTooLargeIsRefusedUnread) {
+  MakeMedia();
+  const std::string machine = Folder + "/ports.ini";
+  {
+    std::ifstream in(std::string(MACHINES_DIR) + "/ports-three-monitors.ini", std::ios::binary);
+    std::ofstream(machine, std::ios::binary) << in.rdbuf();
+  }
+  mkfifo((Folder + "/videoport.ini").c_str(), 0600);
+  mkfifo((Folder + "/diagconf.ini").c_str(), 0600);
+  // Past the bound, and a line the parser would take for a section.
+  std::ofstream(Folder + "/large.ini", std::ios::binary) << "[connected]\n235,DVI,Matrox G200eR2\n"
+                                                         << std::string(9u << 20, '\0');
+  const struct {
+    std::string Subtest;
+    std::vector<std::string> Args;
+    std::string Ending;
+  } cases[] = {
+      {"GraphicsPortTest", {"-INISection=connected"},
+       "LogMessage 8 222 \".\\videoport.ini\" \"\"\nTestFailed 990811 \"\"\nEndOfTest\n"},
+      {"GraphicsPortTest", {"-INISection=connected", "-INIFile=\\dev\\zero"},
+       "LogMessage 8 222 \"\\dev\\zero\" \"\"\nTestFailed 990811 \"\"\nEndOfTest\n"},
+      {"GraphicsPortTest", {"-INISection=connected", "-INIFile=large.ini"},
+       "LogMessage 8 222 \"large.ini\" \"\"\nTestFailed 990811 \"\"\nEndOfTest\n"},
+      {"GPUTest", {"-diagconf=diagconf.ini"},
+       "LogMessage 15 20006 \"-diagconf\" \"\"\nLogMessage 15 20002 \"\" \"\"\nTestFailed 990520\nEndOfTest\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Args.back());
+    ProcessOptions options = Options(c.Subtest, c.Args, machine);
+    options.TimeoutSeconds = 20;
+    const ProcessResult result = RunProcess(options);
+    EXPECT_FALSE(result.TimedOut);
+    EXPECT_EQ(result.Status, 1);
+    ASSERT_GE(result.Stdout.size(), c.Ending.size()) << result.Stdout;
+    EXPECT_EQ(result.Stdout.substr(result.Stdout.size() - c.Ending.size()), c.Ending);
+  }
+}
+
+// Where the protocol gives a failure no code, standard error says why.
+TEST_F(HostileRuns, AFailureWithoutACodeSaysWhyOnStandardError) {
+  MakeMedia();
+  std::ofstream(Folder + "/videoport.ini") << "[connected]\n235,\"DVI,Matrox G200eR2\n";
+  const std::string machine = Folder + "/ports.ini";
+  {
+    std::ifstream in(std::string(MACHINES_DIR) + "/ports-three-monitors.ini", std::ios::binary);
+    std::ofstream(machine, std::ios::binary) << in.rdbuf();
+  }
+  const ProcessResult quote = RunProcess(Options("GraphicsPortTest", {"-INISection=connected"}, machine));
+  EXPECT_EQ(quote.Status, 1);
+  EXPECT_EQ(quote.Stderr, "error: .\\videoport.ini: section [connected] stops at a line with a quote that is not "
+                          "closed, '235,\"DVI,Matrox G200eR2': it and the lines after it are not read\n");
+  const ProcessResult controller = RunProcess(Options("GPUTest", {"-Controller=foo"}));
+  EXPECT_EQ(controller.Status, 1);
+  EXPECT_EQ(controller.Stderr, "error: -Controller=foo names no display adapter of this machine (it has \"Matrox "
+                               "G200eR2\"): nothing was played\n");
+}
+
+// A disk that fills (here a file-size limit of 200 KB) fails the writes that do not fit: each is
+// said on standard error, and no file is left cut short or under a temporary name.
+TEST_F(HostileRuns, AFullDiskLeavesNoHalfFileAndSaysSo) {
+  ProcessOptions options = Options("ModeTest", {"-interactive=false", "-Calibrate=true", "-CreateGenericCalibration=true",
+                                                "-CaptureScreen=true", "-AnalyzeAlways=true"});
+  options.Argv.insert(options.Argv.begin(), {"/bin/sh", "-c", "ulimit -f 200 && exec \"$0\" \"$@\""});
+  const ProcessResult result = RunProcess(options);
+  EXPECT_EQ(result.Status, 0) << result.Stderr;
+  for (const char* picture : {"ModeTest_640_480_32_0.bmp", "ModeTest_1024_768_32_0.bmp"})
+    EXPECT_NE(result.Stderr.find(std::string(picture) + ": File too large\n"), std::string::npos) << result.Stderr;
+  EXPECT_EQ(Count(result.Stderr, "error: cannot write "), Count(result.Stderr, "\n"));
+  // What is there is whole: the store holds every mode's record, the small pictures their size.
+  EXPECT_EQ(Read("ZR_VIDEO.DAT").size(), 37u * 32u);
+  for (const std::string& name : FilesLeft()) {
+    EXPECT_EQ(name.find(".tmp"), std::string::npos) << name;
+    if (name.size() > 4 && name.substr(name.size() - 4) == ".bmp") {
+      const Bytes bitmap = Read(name);
+      ASSERT_GE(bitmap.size(), 6u) << name;
+      EXPECT_EQ(WordAt(bitmap, 2), bitmap.size()) << name;
+    }
+  }
 }
 
 }  // namespace

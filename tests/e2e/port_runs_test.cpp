@@ -216,8 +216,8 @@ TEST_F(PortRuns, PlantedFaultsAreFoundWithTheirCodes) {
   EXPECT_EQ(Protocol(refused.Stdout), std::string(kStart) + "UpdatePercentage 10\n"
                                                             "LogMessage 8 8 \"WIN32 Error occured 1610 \" \"\"\n"
                                                             "TestFailed 990666 \"\"\n");
-  // Raised at once: the configuration is not put back, and was never changed.
-  EXPECT_FALSE(std::ifstream(Folder + "/display-state.txt").good());
+  // Refused at once: what is put back is what the machine had.
+  EXPECT_EQ(ReadText("display-state.txt"), "\\\\.\\DISPLAY1 4 1 active 0,0 primary\n\\\\.\\DISPLAY1 0 1 inactive\n");
 
   UseIni("ports-restore-fails");
   const ProcessResult restore = Ports(PortMachine("ports-restore-fails"), {});

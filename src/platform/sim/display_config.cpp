@@ -384,11 +384,16 @@ bool BuildDisplayConfig(const MachineText& text, DisplayConfig& out, std::string
   std::map<int, std::pair<int, MonitorConfig>> monitors;  // number -> (display, monitor)
   std::vector<uint32_t> refusedSetCalls;
   std::string stateFile;
+  std::string modeFile;
   for (const auto& [section, keys] : text.Sections) {
     if (section == "displaypaths") {
       for (const auto& [key, entry] : keys) {
         if (key == "statefile") {
           stateFile = entry.Value;
+          continue;
+        }
+        if (key == "modefile") {
+          modeFile = entry.Value;
           continue;
         }
         if (key != "refuseset") return error = KeyError(entry, "unknown key", key, section), false;
@@ -460,6 +465,7 @@ bool BuildDisplayConfig(const MachineText& text, DisplayConfig& out, std::string
     out = DefaultDisplayConfig();
     out.RefusedSetCalls = refusedSetCalls;
     out.StateFile = stateFile;
+    out.ModeFile = modeFile;
     return true;
   }
 
@@ -496,6 +502,7 @@ bool BuildDisplayConfig(const MachineText& text, DisplayConfig& out, std::string
   }
   config.RefusedSetCalls = refusedSetCalls;
   config.StateFile = stateFile;
+  config.ModeFile = modeFile;
   out = config;
   return true;
 }

@@ -116,6 +116,9 @@ struct DisplayConfig {
   // Host file rewritten after each applied SetDisplayConfig with the outputs and desktops, so
   // that what a program left behind can be looked at; empty: none.
   std::string StateFile;
+  // Host file rewritten whenever a display's mode, place or stored settings change, and when the
+  // machine starts; empty: none.
+  std::string ModeFile;
 };
 
 // Output technology names of machine files and operator steps ("dvi", "vga", "hdmi"...); a

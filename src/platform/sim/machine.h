@@ -72,7 +72,7 @@ struct MemoryFault {
 // after the AtPolicyWrite-th write of the power policy. The world (world.h) sets them off and
 // keeps which have happened.
 struct MapEvent {
-  enum class Kind { KillFile, ConsoleBreak };
+  enum class Kind { KillFile, ConsoleBreak, ConsoleClose };
   Kind Action = Kind::KillFile;
   uint32_t AtMap = 1;
   uint32_t AtTime = 0;

@@ -51,6 +51,8 @@ std::string GetModulePathName() {
   return std::string(buffer, length);
 }
 
+uint32_t GetCurrentProcessId() { return ::GetCurrentProcessId(); }
+
 std::string GetCwd() {
   char buffer[260];
   if (!::_getcwd(buffer, sizeof buffer)) return "";

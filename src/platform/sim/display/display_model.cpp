@@ -1,10 +1,12 @@
 #include "platform/sim/display/display_model.h"
 
 #include <algorithm>
-#include <utility>
 #include <cctype>
+#include <cstdio>
+#include <utility>
 
 #include "platform/ddraw.h"
+#include "platform/sim/host/host_file.h"
 #include "platform/sim/machine.h"
 
 namespace platform {
@@ -178,6 +180,33 @@ void DisplayModel::Build(const DisplayConfig& config) {
     AllocateFrameBuffer(adapters_.back());
     PlaceStuckPixels(adapters_.size() - 1, adapters_.back());
   }
+  modeFile_ = config.ModeFile;
+  WriteModeFile();
+}
+
+namespace {
+
+std::string SettingsText(const DisplaySettings& s) {
+  return std::to_string(s.Mode.Width) + "x" + std::to_string(s.Mode.Height) + "x" + std::to_string(s.Mode.Bits) + " " +
+         std::to_string(s.Refresh) + " " + (s.Attached ? "attached" : "detached") + " " + std::to_string(s.PositionX) +
+         "," + std::to_string(s.PositionY);
+}
+
+}  // namespace
+
+// "\\.\DISPLAY1 1024x768x32 60 attached 0,0 registry 1024x768x32 60 attached 0,0": each display
+// device's present settings and the stored ones.
+void DisplayModel::WriteModeFile() const {
+  if (modeFile_.empty()) return;
+  std::string text;
+  for (const AdapterState& a : adapters_) {
+    if (a.IsPseudo()) continue;
+    text += a.Name + " " + SettingsText(a.Current) + " registry " + (a.HasRegistry ? SettingsText(a.Registry) : "none") +
+            "\n";
+  }
+  std::string error;
+  if (!WriteHostFile(modeFile_, text, error))
+    std::fprintf(stderr, "display: cannot write '%s': %s\n", modeFile_.c_str(), error.c_str());
 }
 
 AdapterState& DisplayModel::Primary() {
@@ -204,6 +233,7 @@ void DisplayModel::Apply(AdapterState& adapter, const DisplaySettings& settings)
     PlaceStuckPixels(static_cast<size_t>(&adapter - adapters_.data()), adapter);
     ++adapter.ModeGeneration;
   }
+  if (modeChanged || moved) WriteModeFile();
   if ((modeChanged || moved) && ChangeHook()) ChangeHook()(adapter);
 }
 
@@ -268,6 +298,7 @@ int32_t DisplayModel::ChangeSettings(const char* deviceName, const DevMode* mode
   if ((flags & CdsUpdateRegistry) != 0) {
     target->Registry = next;
     target->HasRegistry = true;
+    WriteModeFile();
     if ((flags & CdsNoReset) != 0) return DispChangeSuccessful;
   }
   Apply(*target, next);

@@ -108,9 +108,12 @@ class DisplayModel {
  private:
   DisplayModel() = default;
   void Build(const DisplayConfig& config);
+  // Rewrites the mode file, if the machine has one.
+  void WriteModeFile() const;
 
   std::vector<AdapterState> adapters_;
   uint32_t epoch_ = 0;
+  std::string modeFile_;
   uint32_t machineGeneration_ = ~0u;
   uint32_t configGeneration_ = ~0u;
   friend void SetDisplayConfig(const DisplayConfig& config);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/sim/display/display_model.h"
+#include "platform/sim/host/host_file.h"
 #include "platform/sim/machine.h"
 
 namespace platform {
@@ -112,18 +113,18 @@ TargetState* TargetOf(AdapterState& adapter, uint32_t id) {
 
 // "\\.\DISPLAY1 4 1 active 0,0 primary": each output, whether it is on the desktop, and where.
 void WriteStateFile(const std::string& path) {
-  std::FILE* file = std::fopen(path.c_str(), "w");
-  if (file == nullptr) return;
+  std::string text;
   for (const AdapterState& a : DisplayModel::Get().Adapters())
     for (const TargetState& t : a.Targets) {
-      std::fprintf(file, "%s %d %u %s", a.Name.c_str(), static_cast<int>(t.Connector.Technology),
-                   static_cast<unsigned>(t.Connector.Instance), t.Active && a.OnDesktop() ? "active" : "inactive");
+      text += a.Name + " " + std::to_string(static_cast<int>(t.Connector.Technology)) + " " +
+              std::to_string(t.Connector.Instance) + (t.Active && a.OnDesktop() ? " active" : " inactive");
       if (t.Active && a.OnDesktop())
-        std::fprintf(file, " %d,%d%s", static_cast<int>(a.Current.PositionX), static_cast<int>(a.Current.PositionY),
-                     a.Config.Primary ? " primary" : "");
-      std::fputc('\n', file);
+        text += " " + std::to_string(a.Current.PositionX) + "," + std::to_string(a.Current.PositionY) +
+                (a.Config.Primary ? " primary" : "");
+      text += "\n";
     }
-  std::fclose(file);
+  std::string error;
+  if (!WriteHostFile(path, text, error)) std::fprintf(stderr, "display: cannot write '%s': %s\n", path.c_str(), error.c_str());
 }
 
 }  // namespace

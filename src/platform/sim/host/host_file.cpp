@@ -46,5 +46,24 @@ bool ReadHostFile(const std::string& path, size_t limit, std::string& content, s
   return ok;
 }
 
+bool WriteHostFile(const std::string& path, const std::string& content, std::string& error) {
+  const std::string temporary = path + "." + std::to_string(getpid()) + ".tmp";
+  std::FILE* file = std::fopen(temporary.c_str(), "wb");
+  if (file == nullptr) {
+    error = std::strerror(errno);
+    return false;
+  }
+  errno = 0;
+  bool good = std::fwrite(content.data(), 1, content.size(), file) == content.size() && std::fflush(file) == 0;
+  int reason = errno;
+  good = std::fclose(file) == 0 && good;
+  if (reason == 0) reason = errno;
+  if (good && std::rename(temporary.c_str(), path.c_str()) == 0) return true;
+  if (reason == 0) reason = errno;
+  std::remove(temporary.c_str());
+  error = reason != 0 ? std::strerror(reason) : "the write failed";
+  return false;
+}
+
 }  // namespace sim
 }  // namespace platform

@@ -1,5 +1,6 @@
 #include "platform/console.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <csignal>
 #include <cstdlib>
@@ -21,10 +22,12 @@ std::condition_variable handlerAdded;
 std::vector<ConsoleCtrlHandler> handlers;
 bool anyHandlerAdded = false;
 int signalPipe[2] = {-1, -1};
+constexpr int kCloseGraceSeconds = 5;
 
 void OnSignal(int signalNumber) {
-  unsigned char event = signalNumber == SIGINT ? static_cast<unsigned char>(CtrlCEvent)
-                                               : static_cast<unsigned char>(CtrlBreakEvent);
+  unsigned char event = signalNumber == SIGINT    ? static_cast<unsigned char>(CtrlCEvent)
+                        : signalNumber == SIGHUP ? static_cast<unsigned char>(CtrlCloseEvent)
+                                                 : static_cast<unsigned char>(CtrlBreakEvent);
   ssize_t written = write(signalPipe[1], &event, 1);
   (void)written;
 }
@@ -45,6 +48,14 @@ void DispatchEvents() {
       handlerAdded.wait(hold, [] { return anyHandlerAdded; });
       current.assign(handlers.rbegin(), handlers.rend());
     }
+    if (event == CtrlCloseEvent) {
+      // As Windows does with a closed console: the handlers get a few seconds, then the process
+      // ends whatever they answered.
+      std::thread([] {
+        std::this_thread::sleep_for(std::chrono::seconds(kCloseGraceSeconds));
+        std::_Exit(129);
+      }).detach();
+    }
     bool handled = false;
     for (ConsoleCtrlHandler handler : current) {
       if (handler(event)) {
@@ -52,6 +63,7 @@ void DispatchEvents() {
         break;
       }
     }
+    if (event == CtrlCloseEvent) std::_Exit(129);
     if (!handled) std::_Exit(event == CtrlCEvent ? 130 : 143);
   }
 }
@@ -60,6 +72,9 @@ void StartDispatcher() {
   // A reader that goes away (a closed pipe) makes writes fail, as on Windows, instead of ending
   // the process in the middle of a run.
   signal(SIGPIPE, SIG_IGN);
+  // A file grown past the size limit fails its write, as a full disk does, instead of ending the
+  // process with a half-written file.
+  signal(SIGXFSZ, SIG_IGN);
   if (pipe(signalPipe) != 0) return;
   fcntl(signalPipe[0], F_SETFD, FD_CLOEXEC);
   fcntl(signalPipe[1], F_SETFD, FD_CLOEXEC);
@@ -70,11 +85,14 @@ void StartDispatcher() {
   action.sa_flags = SA_RESTART;
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
+  // The terminal going away is the closed console window.
+  sigaction(SIGHUP, &action, nullptr);
   // A stop must reach the handler whatever mask the starting process left behind.
   sigset_t stops;
   sigemptyset(&stops);
   sigaddset(&stops, SIGINT);
   sigaddset(&stops, SIGTERM);
+  sigaddset(&stops, SIGHUP);
   pthread_sigmask(SIG_UNBLOCK, &stops, nullptr);
 }
 

@@ -6,7 +6,9 @@
 #include <vector>
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "platform/sim/machine.h"
 
@@ -88,7 +90,38 @@ std::FILE* OpenFile(const std::string& path, const char* mode) {
     errno = EROFS;
     return nullptr;
   }
-  return std::fopen(ResolvePath(path).c_str(), mode);
+  int flags = 0;
+  const bool update = std::strchr(mode, '+') != nullptr;
+  switch (mode[0]) {
+    case 'r': flags = update ? O_RDWR : O_RDONLY; break;
+    case 'w': flags = (update ? O_RDWR : O_WRONLY) | O_CREAT | O_TRUNC; break;
+    case 'a': flags = (update ? O_RDWR : O_WRONLY) | O_CREAT | O_APPEND; break;
+    default: errno = EINVAL; return nullptr;
+  }
+  // Without blocking, so that a pipe is refused instead of waited for.
+  const int fd = open(ResolvePath(path).c_str(), flags | O_NONBLOCK | O_CLOEXEC, 0666);
+  if (fd < 0) return nullptr;
+  struct stat info {};
+  if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+    const int reason = S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
+    close(fd);
+    errno = reason;
+    return nullptr;
+  }
+  fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+  std::FILE* file = fdopen(fd, mode);
+  if (file == nullptr) close(fd);
+  return file;
 }
+
+bool MoveFileReplacing(const std::string& from, const std::string& to) {
+  if (sim::CurrentMachine().WriteProtected) {
+    errno = EROFS;
+    return false;
+  }
+  return std::rename(ResolvePath(from).c_str(), ResolvePath(to).c_str()) == 0;
+}
+
+bool RemoveFile(const std::string& path) { return std::remove(ResolvePath(path).c_str()) == 0; }
 
 }  // namespace platform

@@ -57,12 +57,9 @@ bool ReadPolicyFile(const std::string& path, uint32_t& seconds) {
 }
 
 void WritePolicyFile(const std::string& path, uint32_t seconds) {
-  if (std::FILE* file = std::fopen(path.c_str(), "wb")) {
-    std::fprintf(file, "%u\n", seconds);
-    std::fclose(file);
-  } else {
-    std::fprintf(stderr, "warning: power policy file '%s' not written\n", path.c_str());
-  }
+  std::string error;
+  if (!WriteHostFile(path, std::to_string(seconds) + "\n", error))
+    std::fprintf(stderr, "error: cannot write the power policy file '%s': %s\n", path.c_str(), error.c_str());
 }
 
 // The state of the machine in force; a machine put in force starts afresh. Call with the lock held.

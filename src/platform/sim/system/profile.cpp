@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include "platform/files.h"
 
 namespace platform {
@@ -73,6 +75,11 @@ LoadResult Read(const std::string& fileName, Document& doc) {
   doc = Document{};
   std::FILE* file = OpenFile(fileName, "rb");
   if (!file) return errno == ENOENT ? LoadResult::Missing : LoadResult::Unreadable;
+  // A file past any real one's size is not read at all.
+  if (std::fseek(file, 0, SEEK_END) != 0 || std::ftell(file) > MaxTextFileBytes || std::fseek(file, 0, SEEK_SET) != 0) {
+    std::fclose(file);
+    return LoadResult::Unreadable;
+  }
   std::string bytes;
   char chunk[4096];
   size_t got;
@@ -127,10 +134,14 @@ bool Save(const std::string& fileName, const Document& doc) {
   } else {
     for (wchar_t c : text) bytes.push_back(NarrowUnit(c));
   }
-  std::FILE* file = OpenFile(fileName, "wb");
+  // Whole or not at all: the file is made beside the old one and takes its place when written.
+  const std::string temporary = fileName + "." + std::to_string(getpid()) + ".tmp";
+  std::FILE* file = OpenFile(temporary, "wb");
   if (!file) return false;
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-  return std::fclose(file) == 0 && written;
+  bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+  written = std::fclose(file) == 0 && written && MoveFileReplacing(temporary, fileName);
+  if (!written) RemoveFile(temporary);
+  return written;
 }
 
 // ---- What each line is ----

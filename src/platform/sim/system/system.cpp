@@ -53,6 +53,8 @@ std::string GetModulePathName() {
   return std::string(buffer, static_cast<size_t>(length));
 }
 
+uint32_t GetCurrentProcessId() { return static_cast<uint32_t>(getpid()); }
+
 std::string GetCwd() {
   char buffer[PATH_MAX];
   if (!getcwd(buffer, sizeof buffer)) return "";

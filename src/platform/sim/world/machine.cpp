@@ -277,6 +277,24 @@ bool ParseEvent(const std::string& key, const std::string& value, MapEvent& e) {
     e.Action = MapEvent::Kind::ConsoleBreak;
     return true;
   }
+  // The console window closed: by map count, by time or by policy write, as above.
+  if (KeyOfKind(key, "consolecloseatmap")) {
+    if (w.size() != 1 || !ParseNumber(w[0], e.AtMap) || e.AtMap == 0) return false;
+    e.Action = MapEvent::Kind::ConsoleClose;
+    return true;
+  }
+  if (KeyOfKind(key, "consolecloseattime")) {
+    if (w.size() != 1 || !ParseNumber(w[0], e.AtTime)) return false;
+    e.AtMap = 0;
+    e.Action = MapEvent::Kind::ConsoleClose;
+    return true;
+  }
+  if (KeyOfKind(key, "consolecloseatpolicywrite")) {
+    if (w.size() != 1 || !ParseNumber(w[0], e.AtPolicyWrite) || e.AtPolicyWrite == 0) return false;
+    e.AtMap = 0;
+    e.Action = MapEvent::Kind::ConsoleClose;
+    return true;
+  }
   return false;
 }
 
@@ -287,7 +305,9 @@ bool IsKnownFaultKey(const std::string& key) {
 
 bool IsKnownEventKey(const std::string& key) {
   return KeyOfKind(key, "killfileatmap") || KeyOfKind(key, "consolebreakatmap") || KeyOfKind(key, "killfileattime") ||
-         KeyOfKind(key, "killfileatpolicywrite") || KeyOfKind(key, "consolebreakatpolicywrite");
+         KeyOfKind(key, "killfileatpolicywrite") || KeyOfKind(key, "consolebreakatpolicywrite") ||
+         KeyOfKind(key, "consolecloseatmap") || KeyOfKind(key, "consolecloseattime") ||
+         KeyOfKind(key, "consolecloseatpolicywrite");
 }
 
 const PciBar* MemoryBarAt(const Machine& m, uint32_t address) {
@@ -674,6 +694,8 @@ bool LoadMachine(std::string& error) {
     machine.Power.PolicyFile = folder + "/" + machine.Power.PolicyFile;
   if (!folder.empty() && !machine.Display.StateFile.empty() && machine.Display.StateFile[0] != '/')
     machine.Display.StateFile = folder + "/" + machine.Display.StateFile;
+  if (!folder.empty() && !machine.Display.ModeFile.empty() && machine.Display.ModeFile[0] != '/')
+    machine.Display.ModeFile = folder + "/" + machine.Display.ModeFile;
   if (!settings.Clock.empty()) {
     const std::string mode = Lower(settings.Clock);
     if (mode == "virtual") machine.VirtualClock = true;

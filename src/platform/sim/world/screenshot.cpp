@@ -24,6 +24,8 @@
 #include <stb/stb_image_write.h>
 #pragma GCC diagnostic pop
 
+#include "platform/sim/host/host_file.h"
+
 namespace platform {
 namespace sim {
 
@@ -89,6 +91,20 @@ void SetScreenshotFolder(const std::string& folder) {
   State().Next = 0;
 }
 
+// An RGB picture as a PNG file, put in place only when it is whole; false, and said on standard
+// error, when it cannot be.
+static bool WritePng(const std::string& path, int32_t width, int32_t height, const std::vector<uint8_t>& rgb) {
+  std::string png;
+  const auto append = [](void* context, void* data, int size) {
+    static_cast<std::string*>(context)->append(static_cast<const char*>(data), static_cast<size_t>(size));
+  };
+  if (stbi_write_png_to_func(append, &png, width, height, 3, rgb.data(), width * 3) == 0) return false;
+  std::string error;
+  if (WriteHostFile(path, png, error)) return true;
+  std::fprintf(stderr, "error: cannot write the screenshot %s: %s\n", path.c_str(), error.c_str());
+  return false;
+}
+
 bool WriteSurfacePng(const Surface& surface, const std::string& path) {
   if (surface.Width <= 0 || surface.Height <= 0) return false;
   const int32_t bytes = surface.BytesPerPixel();
@@ -121,7 +137,7 @@ bool WriteSurfacePng(const Surface& surface, const std::string& path) {
       }
     }
   }
-  return stbi_write_png(path.c_str(), surface.Width, surface.Height, 3, rgb.data(), surface.Width * 3) != 0;
+  return WritePng(path, surface.Width, surface.Height, rgb);
 }
 
 bool ScreenshotsWanted() {
@@ -140,16 +156,13 @@ void SaveScreenshot(const std::wstring& title) {
   const std::string path = shots.Folder + "/" + number + "-" + FileSafe(title) + ".png";
   ForceFrameBufferFaults(ScreenSurface());
   const Surface& screen = ScreenSurface();
-  bool written = false;
   if (MonitorDark() || PrimaryMonitorsShowNothing()) {
     // A monitor in power saving, or behind a broken link, shows nothing of the frame buffer.
     const std::vector<uint8_t> black(static_cast<size_t>(screen.Width) * static_cast<size_t>(screen.Height) * 3, 0);
-    written = screen.Width > 0 && screen.Height > 0 &&
-              stbi_write_png(path.c_str(), screen.Width, screen.Height, 3, black.data(), screen.Width * 3) != 0;
+    if (screen.Width > 0 && screen.Height > 0) WritePng(path, screen.Width, screen.Height, black);
   } else {
-    written = WriteSurfacePng(screen, path);
+    WriteSurfacePng(screen, path);
   }
-  if (!written) std::fprintf(stderr, "warning: screenshot not written: %s\n", path.c_str());
 }
 
 }  // namespace sim

@@ -67,6 +67,13 @@ void BreakConsole() {
   std::this_thread::sleep_for(std::chrono::milliseconds(200));
 }
 
+// The process ends on the console handler's thread once what the run changed is put back; the
+// program itself does nothing more meanwhile, as a program does whose window was closed under it.
+[[noreturn]] void CloseConsole() {
+  std::raise(SIGHUP);
+  for (;;) std::this_thread::sleep_for(std::chrono::seconds(1));
+}
+
 void Happen(const MapEvent& event) {
   switch (event.Action) {
     case MapEvent::Kind::KillFile:
@@ -75,6 +82,8 @@ void Happen(const MapEvent& event) {
     case MapEvent::Kind::ConsoleBreak:
       BreakConsole();
       break;
+    case MapEvent::Kind::ConsoleClose:
+      CloseConsole();
   }
 }
 
