@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "framework/ControlFiles.h"
+#include "framework/ErrorLines.h"
 #include "framework/KestArgument.h"
 #include "framework/KestConstraint.h"
 #include "framework/Kestout.h"
@@ -104,6 +105,9 @@ bool RotationTest::Run() {
       failure = RotationTimedOut;
       if (attempt < retries) ShowImagePrompt(retryText, title, PromptOnTop, media);
     } else if (answer == CountdownClosed) {
+      // The protocol has no code for it: say why the run failed.
+      WriteErrorLine("the countdown window was closed after " + ToText(Rotations) + " of " +
+                     ToText(NumberOfRotations) + " rotations: the screen was not seen to turn");
       Kestout::LogMessage(CategoryDebug, EndedMessage, "");
       Kestout::LogMessage(CategoryServiceErrors, EndedMessage, "");
       return false;
