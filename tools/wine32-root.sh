@@ -3,7 +3,7 @@
 # install wine32:i386 (its i386 indexes out of step with the installed 64-bit packages). The root
 # comes from the release suite, which is always consistent, and touches none of the host's packages.
 #   wine32-root.sh make     makes the root unless it is there already; prints its folder
-#   wine32-root.sh path     prints the folder of a complete root, or fails
+#   wine32-root.sh path     prints the root's folder; fails when the root is not complete
 #   wine32-root.sh enter <folder to bind>... -- <command>...
 #                           runs the command in a mount namespace of its own where the root has
 #                           /proc, /dev, /tmp and each named folder bound at its own path, with
@@ -125,10 +125,11 @@ enter_root() {
     shift
   done
   [ "${1:-}" = -- ] && shift
-  # The namespace is private: its mounts are seen by nothing outside and end with its last process,
-  # also when that is killed. The trap takes them down in order on every ordinary way out. The
-  # command itself runs outside the root, as the caller, with tools/in-root.sh to go in.
-  "${sudo_cmd[@]}" unshare -m --propagation private bash -c '
+  # Mount and process namespaces of their own: the mounts are seen by nothing outside, and when the
+  # first process ends, however it ends, every other one in there is killed and the mounts go
+  # with the last. Its trap takes them down in order on every ordinary way out. The command runs
+  # outside the root, as the caller, with tools/in-root.sh to go in.
+  "${sudo_cmd[@]}" setpriv --pdeathsig KILL unshare --mount --propagation private --pid --fork --kill-child=TERM --mount-proc bash -c '
     set -e
     root=$1 uid=$2 gid=$3
     shift 3
@@ -138,10 +139,13 @@ enter_root() {
     mounted=()
     undo() {
       local i
-      for ((i = ${#mounted[@]} - 1; i >= 0; i--)); do umount -R "${mounted[i]}" 2>/dev/null || umount -l "${mounted[i]}" || true; done
+      for ((i = ${#mounted[@]} - 1; i >= 0; i--)); do umount -R "${mounted[i]}" 2>/dev/null || umount -R -l "${mounted[i]}" || true; done
     }
     trap undo EXIT
-    trap "exit 130" INT TERM HUP
+    # As the first process it has no default end at a signal.
+    trap "exit 130" INT
+    trap "exit 143" TERM
+    trap "exit 129" HUP
     mount -t proc proc "$root/proc"; mounted+=("$root/proc")
     mount --rbind /dev "$root/dev"; mount --make-rslave "$root/dev"; mounted+=("$root/dev")
     mount --bind /tmp "$root/tmp"; mounted+=("$root/tmp")
@@ -150,17 +154,31 @@ enter_root() {
       mount --bind "$dir" "$root$dir"; mounted+=("$root$dir")
     done
     export RASTERSCAN_WINE32_ROOT=$root
+    run=("$@")
+    [ "$uid" -eq 0 ] || run=(setpriv --reuid="$uid" --regid="$gid" --init-groups "$@")
+    # In the background, so that a signal is taken at once, not when the command ends.
+    "${run[@]}" 0<&3 &
     status=0
-    if [ "$uid" -eq 0 ]; then "$@" || status=$?; else setpriv --reuid="$uid" --regid="$gid" --init-groups "$@" || status=$?; fi
+    wait $! || status=$?
     exit "$status"
-  ' enter "$root" "$(id -u)" "$(id -g)" "${binds[@]}" -- "$@"
+  ' enter "$root" "$(id -u)" "$(id -g)" "${binds[@]}" -- "$@" 3<&0 &
+  # unshare holds back TERM and INT while it waits; killed, it hands its first process a TERM. It
+  # is killed with this script too.
+  local namespace=$!
+  trap 'kill -KILL "$namespace" 2>/dev/null' INT TERM HUP
+  local status=0
+  while :; do
+    wait "$namespace" && status=0 || status=$?
+    kill -0 "$namespace" 2>/dev/null || break
+  done
+  return "$status"
 }
 
 case "${1:-}" in
   make) make_root ;;
   path)
-    [ -f "$root/.complete" ] || exit 1
     echo "$root"
+    [ -f "$root/.complete" ]
     ;;
   enter)
     shift
