@@ -3,10 +3,11 @@
 # 32-bit build under Wine: end-to-end transcripts, backend unit tests, and on a virtual X screen
 # VideoMemoryTest, a blank screen read, the screen subtests unattended and answered from outside
 # with their cards compared with the simulated machine's, the operator windows,
-# VideoPowerManagementTest, GraphicsPortTest and OpenGL3DRenderingTest. The 64-bit build's backend
-# unit tests run too. 32-bit Wine is the host's where it can be installed, else that of a 32-bit
-# Debian root (tools/wine32-root.sh) that the install script makes; with neither, the Wine steps
-# run the 64-bit build after a loud line, and fail in CI (CI=true).
+# VideoPowerManagementTest, GraphicsPortTest, OpenGL3DRenderingTest, and what GPUTest and
+# DX93DRenderingTest give there. The 64-bit build's backend unit tests run too. 32-bit Wine is the
+# host's where it can be installed, else that of a 32-bit Debian root (tools/wine32-root.sh) that
+# the install script makes; with neither, the Wine steps run the 64-bit build after a loud line,
+# and fail in CI (CI=true).
 #   bash tools/test-windows.sh
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd -P)
@@ -52,7 +53,8 @@ if [ -z "${RASTERSCAN_WINE32_ROOT:-}" ]; then
     cmake --build "build-win-$arch" -j"$jobs" --target unit-tests-win32
   done
   # The test programs of the build that runs under Wine.
-  cmake --build "build-win-$winarch" -j"$jobs" --target primary-surface-read wine-operator prompt-tests-win32
+  cmake --build "build-win-$winarch" -j"$jobs" --target primary-surface-read renderer-quality front-buffer-read \
+    wine-operator prompt-tests-win32
   if [ "$RASTERSCAN_WINE32" = root ]; then
     # The rest again, in a mount namespace where the root sees this checkout and /tmp; its
     # mounts end with it.
@@ -63,33 +65,45 @@ win="$top/build-win-$winarch"
 
 # in32 runs a command where the Wine of the tested build is: in the root, or here.
 if [ "$RASTERSCAN_WINE32" = root ]; then
-  in32() { "$top/tools/in-root.sh" "$@"; }
+  in32=("$top/tools/in-root.sh")
   # The transcript runner starts each run through one program.
   printf '#!/bin/sh\nexec "%s" wine "$@"\n' "$top/tools/in-root.sh" >"$win/wine-launcher"
   chmod +x "$win/wine-launcher"
   e2e_launcher="$win/wine-launcher"
 else
-  in32() { "$@"; }
+  in32=()
   e2e_launcher=wine
 fi
-xrun() { in32 xvfb-run -a -s "-screen 0 1024x768x24" "$@"; }
 
 export WINEDEBUG=-all
 export WINEPREFIX="$win/wineprefix"
-# Nothing of a run's Wine is left behind: its server ends with the script.
-trap 'in32 wineserver -k 2>/dev/null || true' EXIT
+# One X screen for every step, there before the Wine server starts: a server started without one
+# keeps a desktop without one, where DirectDraw refuses exclusive mode. Server and screen end with
+# the script.
+display=$(mktemp)
+"${in32[@]}" Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$display" >/dev/null 2>&1 &
+xvfb=$!
+trap '"${in32[@]}" wineserver -k 2>/dev/null || true; kill "$xvfb" 2>/dev/null || true; rm -f "$display"' EXIT
+for _ in $(seq 100); do [ -s "$display" ] && break; sleep 0.1; done
+[ -s "$display" ] || { echo "error: Xvfb did not start"; exit 1; }
+export DISPLAY=":$(cat "$display")"
 
 step "End-to-end transcripts under Wine ($winbits-bit build)"
-in32 wineboot --init >/dev/null 2>&1 || true
+"${in32[@]}" wineboot --init >/dev/null 2>&1 || true
+# Wine's colour of button faces is set to Windows 7's, which the simulated machine has; without a
+# window manager Wine waits two seconds at each window it takes down for the manager's answer, so
+# its windows are left unmanaged.
+"${in32[@]}" wine reg add 'HKCU\Control Panel\Colors' /v ButtonFace /t REG_SZ /d '240 240 240' /f >/dev/null 2>&1
+"${in32[@]}" wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1
 # Let the first start of the prefix finish before the tests start their own wine processes.
-in32 wineserver -w || true
+"${in32[@]}" wineserver -w || true
 RASTERSCAN_E2E_PROGRAM="$win/raster-scan.exe" \
 RASTERSCAN_E2E_PROBE="$win/tests/probe-diagnostic.exe" \
 RASTERSCAN_E2E_LAUNCHER="$e2e_launcher" \
   "$top/build/tests/e2e-tests" --gtest_brief=1
 
 step "Unit tests of the win32 backends under Wine ($winbits-bit build)"
-in32 wine "$win/tests/unit-tests-win32.exe" --gtest_brief=1
+"${in32[@]}" wine "$win/tests/unit-tests-win32.exe" --gtest_brief=1
 if [ "$winarch" = i686 ]; then
   # The 64-bit build's backends too, under the host's Wine (seconds), in a prefix of its own.
   step "Unit tests of the win32 backends under Wine (64-bit build)"
@@ -100,14 +114,10 @@ fi
 step "VideoMemoryTest under Wine on an X screen ($winbits-bit build)"
 # Wine's DirectDraw on a virtual X screen: the primary surface it locks is real memory, filled and
 # read back by the Windows build. The run must pass and say which surface it walked.
-# A Wine server left from the steps before has its desktop without an X screen, and DirectDraw
-# refuses exclusive mode there: this run starts one of its own.
-in32 wineserver -k 2>/dev/null || true
-in32 wineserver -w || true
 scratch=$(mktemp -d)
 cp "$top/messages/raster-scan.msg" "$scratch/"
 status=0
-(cd "$scratch" && xrun wine "$win/raster-scan.exe" -subtest=VideoMemoryTest >protocol.txt 2>/dev/null) || status=$?
+(cd "$scratch" && "${in32[@]}" wine "$win/raster-scan.exe" -subtest=VideoMemoryTest >protocol.txt 2>/dev/null) || status=$?
 tr -d '\r' <"$scratch/protocol.txt" >"$scratch/protocol.unix"
 grep -E '^LogMessage 6 4[23] |^ReportFailure|^TestFailed' "$scratch/protocol.unix" || true
 if [ "$status" -ne 0 ] || ! grep -q '^LogMessage 3 3 "" ""$' "$scratch/protocol.unix" ||
@@ -123,13 +133,13 @@ step "A blank read of the screen under Wine ($winbits-bit build)"
 # Wine's DirectDraw hands out the primary surface's own memory at a lock, which GDI drawing never
 # reaches: primary-surface-read shows it with nothing of ours, and every screen sum is 0 there. A
 # calibration record of 0 must not let ModeTest pass.
-xrun wine "$win/tests/primary-surface-read.exe" || true
+"${in32[@]}" wine "$win/tests/primary-surface-read.exe" || true
 scratch=$(mktemp -d)
 cp "$top/messages/raster-scan.msg" "$scratch/"
 # Any controller, ModeTest, 32 bits, 1024x768, sum 0.
 printf '\xff\xff\xff\xff\x03\x40\0\0\x20\0\0\0\0\x04\0\0\0\x03\0\0\0\0\0\0\0\0\0\0\0\0\0\0' >"$scratch/ZR_VIDEO.DAT"
 status=0
-(cd "$scratch" && xrun wine "$win/raster-scan.exe" \
+(cd "$scratch" && "${in32[@]}" wine "$win/raster-scan.exe" \
   -subtest=ModeTest -interactive=false -Mode1024x768x32=true >protocol.txt 2>/dev/null) || status=$?
 tr -d '\r' <"$scratch/protocol.txt" >"$scratch/protocol.unix"
 if [ "$status" -ne 1 ] || ! grep -q '^LogMessage 8 20000 "The screen read back as all zeros in 1024x768x32' "$scratch/protocol.unix"; then
@@ -140,23 +150,59 @@ fi
 echo "ModeTest under Wine: the blank read refused"
 rm -rf "$scratch"
 
+step "GPUTest and DX93DRenderingTest under Wine ($winbits-bit build)"
+# Wine's video renderer has no quality interface (IQualProp): GPUTest makes the graph and the
+# renderer and then ends with 995065. Wine's Direct3D 9 draws (the back buffer holds the frame),
+# but what it presented reads back as zeros, through GetFrontBufferData as through GDI:
+# DX93DRenderingTest draws its frames, and with a calibration record it must refuse the blank
+# read. renderer-quality and front-buffer-read show each with nothing of ours.
+"${in32[@]}" wine "$win/tests/renderer-quality.exe" || true
+"${in32[@]}" wine "$win/tests/front-buffer-read.exe" || true
+scratch=$(mktemp -d)
+cp "$top/messages/raster-scan.msg" "$scratch/"
+build/make-media "$scratch" >/dev/null
+# The rendering library and its helpers of this build, over the simulated machine's.
+cp "$win"/*.dll "$scratch/"
+run() {  # <name> <arguments>...: the protocol in <name>.txt, then the status
+  local name=$1 status=0
+  shift
+  (cd "$scratch" && "${in32[@]}" timeout 120 wine "$win/raster-scan.exe" "$@" >"$name.out" 2>/dev/null) || status=$?
+  tr -d '\r' <"$scratch/$name.out" >"$scratch/$name.txt"
+  echo "status $status" >>"$scratch/$name.txt"
+}
+expect_lines() {  # <name> <line>...
+  local name=$1 line
+  shift
+  for line in "$@"; do
+    grep -qxF "$line" "$scratch/$name.txt" || { echo "Under Wine, $name: no line '$line'"; cat "$scratch/$name.txt"; exit 1; }
+  done
+}
+run gpu -subtest=GPUTest
+expect_lines gpu 'TestFailed 995065 ""' 'status 1'
+# Any controller, DX93DRenderingTest, 32 bits, 1024x768, sum 1.
+printf '\xff\xff\xff\xff\x0a\x40\0\0\x20\0\0\0\0\x04\0\0\0\x03\0\0\x01\0\0\0\0\0\0\0\0\0\0\0' >"$scratch/ZR_VIDEO.DAT"
+run dx-blank -subtest=DX93DRenderingTest -interactive=false
+# The sum is taken only of frames that were drawn (60 on the way there).
+expect_lines dx-blank 'UpdatePercentage 60' 'LogMessage 8 20000 "The screen read back as all zeros in 1024x768x32: its sum is neither stored nor compared" ""' \
+  'ReportFailure 990408' 'status 1'
+echo "GPUTest under Wine: no quality interface (995065); DX93DRenderingTest: drawn, the blank read refused"
+rm -rf "$scratch"
+
 step "Screen subtests under Wine on an X screen ($winbits-bit build)"
 # Through the Windows backend in 1024x768x32. Unattended without the sum (every sum is 0 under
 # Wine, above) each passes. Interactive, wine-operator answers from outside the program: it takes
 # a picture of the card, then F1 ends the run with 990358; in ModeTest a wrong key first brings
 # the prompt, which it answers. Each card is compared with the simulated machine's picture of it,
 # pixel for pixel but for the text (the fonts differ) and the digits (chosen anew in every run).
-# Wine's colour of button faces is set to Windows 7's, which the simulated machine has. LineTest's
+# Wine's colour of button faces is Windows 7's (above), as the simulated machine has it. LineTest's
 # card is not compared: Wine's X11 driver draws styled lines with dash lengths of its own.
-in32 wine reg add 'HKCU\Control Panel\Colors' /v ButtonFace /t REG_SZ /d '240 240 240' /f >/dev/null 2>&1
-in32 wineserver -w || true
 scratch=$(mktemp -d)
 cp "$top/messages/raster-scan.msg" "$scratch/"
 build/make-media "$scratch" >/dev/null
 screen_run() {  # <name> <window class> <operator steps> -- <arguments>
   local name=$1 class=$2 steps=$3
   shift 4
-  (cd "$scratch" && xrun bash -c \
+  (cd "$scratch" && "${in32[@]}" bash -c \
     "timeout 120 wine '$win/raster-scan.exe' $* >protocol-$name.txt 2>/dev/null & program=\$!
      wine '$win/tests/wine-operator.exe' '$class' $steps || echo 'operator failed' >>protocol-$name.txt
      wait \$program; echo \"status \$?\" >>protocol-$name.txt")
@@ -177,7 +223,7 @@ for subtest in "ModeTest -Mode1024x768x32=true" "BltTest -Mode1024x768x32=true" 
                "PaletteTest -Resolution=1024x768x32"; do
   name=${subtest%% *}
   # shellcheck disable=SC2086
-  (cd "$scratch" && xrun wine "$win/raster-scan.exe" -subtest=$subtest \
+  (cd "$scratch" && "${in32[@]}" wine "$win/raster-scan.exe" -subtest=$subtest \
     -interactive=false -VerifyChecksum=false >unattended.txt 2>/dev/null) || { echo "Under Wine, $name unattended failed"; exit 1; }
   echo "$name unattended under Wine: passed"
 done
@@ -206,11 +252,8 @@ rm -rf "$scratch"
 
 step "Operator windows under Wine on an X screen ($winbits-bit build)"
 # Each kind of prompt through the real user32, GDI and GDI+, answered by a thread of the test with
-# real keys and clicks. Without a window manager Wine waits two seconds at each window it takes
-# down for the manager's answer; its windows are left unmanaged here.
-in32 wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1
-in32 wineserver -w || true
-xrun wine "$win/tests/prompt-tests-win32.exe" --gtest_brief=1
+# real keys and clicks.
+"${in32[@]}" wine "$win/tests/prompt-tests-win32.exe" --gtest_brief=1
 
 step "VideoPowerManagementTest under Wine on an X screen ($winbits-bit build)"
 # Wine does not implement the power policy levels of CallNtPowerInformation (STATUS_NOT_IMPLEMENTED),
@@ -221,7 +264,7 @@ cp "$top/messages/raster-scan.msg" "$scratch/"
 printf '[WindowSettings]\n' >"$scratch/diagconf.ini"
 : >"$scratch/kill.ctl"
 status=0
-(cd "$scratch" && xrun timeout 120 wine "$win/raster-scan.exe" \
+(cd "$scratch" && "${in32[@]}" timeout 120 wine "$win/raster-scan.exe" \
   -subtest=VideoPowerManagementTest >protocol.txt 2>/dev/null) || status=$?
 tr -d '\r' <"$scratch/protocol.txt" >"$scratch/protocol.unix"
 if [ "$status" -ne 1 ] || ! grep -q '^LogMessage 6 86 "" ""$' "$scratch/protocol.unix" ||
@@ -242,7 +285,7 @@ cp "$top/messages/raster-scan.msg" "$scratch/"
 for file in D3DX9_24.dll D3DX9_25.dll D3DX9_26.dll D3DIM9.dll COIN.BMP BW.BMP BLOCKS.BMP; do : >"$scratch/$file"; done
 printf '[ports]\n235,DVI,\n' >"$scratch/videoport.ini"
 status=0
-(cd "$scratch" && xrun timeout 120 wine "$win/raster-scan.exe" \
+(cd "$scratch" && "${in32[@]}" timeout 120 wine "$win/raster-scan.exe" \
   -subtest=GraphicsPortTest -INISection=ports >protocol.txt 2>/dev/null) || status=$?
 tr -d '\r' <"$scratch/protocol.txt" >"$scratch/protocol.unix"
 if [ "$status" -ne 1 ] || ! grep -q '^LogMessage 8 8 "WIN32 Error occured 50 " ""$' "$scratch/protocol.unix" ||
@@ -258,13 +301,11 @@ step "OpenGL3DRenderingTest under Wine on an X screen ($winbits-bit build)"
 # Wine's opengl32 on Mesa's software GLX: the run passes only when a pixel format was set and a
 # context made, and the 200 frames drawn; the sum is not compared, as the sim's calibration does
 # not hold for another renderer and window frame.
-in32 wineserver -k 2>/dev/null || true
-in32 wineserver -w || true
 scratch=$(mktemp -d)
 cp "$top/messages/raster-scan.msg" "$scratch/"
 "$top/build/make-media" "$scratch"
 status=0
-(cd "$scratch" && xrun wine "$win/raster-scan.exe" \
+(cd "$scratch" && "${in32[@]}" wine "$win/raster-scan.exe" \
   -subtest=OpenGL3DRenderingTest -interactive=false -VerifyChecksum=false -Mode1024x768x32=true \
   >protocol.txt 2>/dev/null) || status=$?
 tr -d '\r' <"$scratch/protocol.txt" >"$scratch/protocol.unix"
