@@ -10,6 +10,8 @@
 # and fail in CI (CI=true).
 #   bash tools/test-windows.sh
 set -euo pipefail
+# The whole script is read before anything runs, so that an edit meanwhile changes nothing.
+{
 top=$(cd "$(dirname "$0")/.." && pwd -P)
 cd "$top"
 jobs=$(nproc)
@@ -331,3 +333,5 @@ fi
 echo "OpenGL3DRenderingTest under Wine: passed"
 rm -rf "$scratch"
 printf "\n== Windows tests done (%s)\n" "$(date +%T)"
+exit
+}

@@ -73,6 +73,13 @@ make_root() {
   mirror=$(host_mirror | head -n 1)
   mirror=${mirror:-http://deb.debian.org/debian}
   "${sudo_cmd[@]}" mkdir -p "$cache"
+  # One maker at a time; a second waits and then finds the root made.
+  exec 9>>"$cache/.lock"
+  flock 9
+  if [ -f "$root/.complete" ]; then
+    echo "$root"
+    return
+  fi
   # Roots of another package list, and halves of roots whose making was stopped.
   local old
   for old in "$cache"/i386-root-* "$cache"/.i386-root-*; do
@@ -174,18 +181,23 @@ enter_root() {
   return "$status"
 }
 
-case "${1:-}" in
-  make) make_root ;;
-  path)
-    echo "$root"
-    [ -f "$root/.complete" ]
-    ;;
-  enter)
-    shift
-    enter_root "$@"
-    ;;
-  *)
-    echo "usage: $0 make | path | enter <folder>... -- <command>..." >&2
-    exit 2
-    ;;
-esac
+# The whole script is read before anything runs, so that an edit meanwhile changes nothing.
+main() {
+  case "${1:-}" in
+    make) make_root ;;
+    path)
+      echo "$root"
+      [ -f "$root/.complete" ]
+      ;;
+    enter)
+      shift
+      enter_root "$@"
+      ;;
+    *)
+      echo "usage: $0 make | path | enter <folder>... -- <command>..." >&2
+      exit 2
+      ;;
+  esac
+}
+main "$@"
+exit
