@@ -10,6 +10,11 @@ cd "$top"
 jobs=$(nproc)
 
 bash tools/install-deps.sh
+# What the Windows tests install besides, and where 32-bit Wine cannot be installed the 32-bit root
+# (minutes of downloading), comes meanwhile.
+windows_deps_log=$(mktemp)
+bash tools/install-deps.sh --windows >"$windows_deps_log" 2>&1 &
+windows_deps=$!
 
 step() { printf '\n== %s (%s)\n' "$*" "$(date +%T)"; }
 
@@ -46,5 +51,10 @@ for target in build-fuzz/tests/fuzz/fuzz-*; do
 done
 
 # The Windows cross builds and the Windows build under Wine.
+status=0
+wait "$windows_deps" || status=$?
+cat "$windows_deps_log"
+rm -f "$windows_deps_log"
+[ "$status" -eq 0 ] || { echo "error: installing what the Windows tests need failed" >&2; exit 1; }
 bash tools/test-windows.sh
 printf "\n== done (%s)\n" "$(date +%T)"
