@@ -7,8 +7,8 @@ packages=(cmake g++ make libgtest-dev libbenchmark-dev clang libclang-rt-dev lib
 if [ "${1:-}" = "--windows" ]; then
   # googletest: its sources, built with the cross compiler for the Windows unit tests; Xvfb: an X
   # screen for the Windows build's windows and DirectDraw under Wine; Mesa's GLX and software
-  # renderer for Wine's opengl32.
-  packages+=(mingw-w64 wine wine64 googletest xvfb xauth libgl1 libglx-mesa0 libgl1-mesa-dri)
+  # renderer for Wine's opengl32; debootstrap for a 32-bit root where 32-bit Wine cannot be installed.
+  packages+=(mingw-w64 wine wine64 googletest xvfb xauth libgl1 libglx-mesa0 libgl1-mesa-dri debootstrap)
 fi
 
 # The shell's results store (SQLite, PostgreSQL client and a throwaway server) and the fleet page's chart.
@@ -33,8 +33,10 @@ fi
 # The product is a 32-bit program: 32-bit Wine, with GL for its opengl32 and the X extensions its
 # display driver changes modes with (the 64-bit side has them through other packages), when the
 # archive can give it. It cannot when the i386 packages are out of step with the installed 64-bit
-# ones; then one line says why, and the Wine tests run the 64-bit build.
-if [ "${1:-}" = "--windows" ] && [ ! -d /usr/lib/i386-linux-gnu/wine/i386-windows ]; then
+# ones; then a 32-bit Debian root of the release suite has them (tools/wine32-root.sh), made once
+# and kept in a cache folder, and the Wine tests run there. A root made before is used as it is.
+if [ "${1:-}" = "--windows" ] && [ ! -d /usr/lib/i386-linux-gnu/wine/i386-windows ] &&
+   ! bash "$(dirname "$0")/wine32-root.sh" path >/dev/null; then
   log=$(mktemp)
   added=0
   if ! dpkg --print-foreign-architectures | grep -qx i386; then
@@ -47,9 +49,11 @@ if [ "${1:-}" = "--windows" ] && [ ! -d /usr/lib/i386-linux-gnu/wine/i386-window
        libxinerama1:i386 libxcursor1:i386 libxi6:i386 libxcomposite1:i386 libxfixes3:i386 libxxf86vm1:i386 \
        >>"$log" 2>&1; then
     reason=$(grep -E '^E: ' "$log" | head -n 1 | cut -c4- | tr -s ' ')
-    echo "!!! NO 32-BIT WINE: wine32:i386 cannot be installed (${reason:-see apt-get}); the Windows tests run the 64-bit build only"
+    echo "32-bit Wine cannot be installed here (${reason:-see apt-get}); making a 32-bit root for it"
     # Leave apt as it was, so that later updates do not fail on the i386 indexes.
     [ "$added" -eq 0 ] || "${sudo_cmd[@]}" dpkg --remove-architecture i386 2>/dev/null || true
+    bash "$(dirname "$0")/wine32-root.sh" make >/dev/null ||
+      echo "!!! NO 32-BIT WINE: neither wine32:i386 nor a 32-bit root could be installed; the Windows tests run the 64-bit build only"
   fi
   rm -f "$log"
 fi
