@@ -1,5 +1,5 @@
-// Display control: mode setting with its sleeps, the mode lists, the high mode, secondary
-// displays and their table, DirectDraw devices, sessions and the choice of display.
+// Display control: the mode lists, secondary displays and their table, DirectDraw devices,
+// sessions and the choice of display (mode setting and the high mode are checked end to end).
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -28,28 +28,6 @@ platform::DevMode Current(const char* device = nullptr) {
 }
 
 }  // namespace
-
-TEST(DisplayControlMode, SetDisplayModeTriesSixtyHertzThenTheDriversRate) {
-  DisplayConfig config = OneAdapter();
-  config.Adapters[0].No60Hz = {{800, 600, 32}};
-  config.Adapters[0].Refused = {{640, 480, 8}};
-  DisplayScope scope(config);
-  const uint32_t start = platform::GetTickCount();
-
-  EXPECT_EQ(SetDisplayMode(640, 480, 16), 0);
-  EXPECT_EQ(Current().PelsWidth, 640u);
-  EXPECT_EQ(Current().DisplayFrequency, 60u);
-  EXPECT_EQ(platform::GetTickCount() - start, 1000u);
-
-  EXPECT_EQ(SetDisplayMode(800, 600, 32), 0) << "refused at 60 Hz, taken without a frequency";
-  EXPECT_EQ(Current().PelsWidth, 800u);
-  EXPECT_EQ(Current().DisplayFrequency, 75u);
-
-  EXPECT_EQ(SetDisplayMode(640, 480, 8), platform::DispChangeFailed);
-  EXPECT_EQ(SetDisplayMode(1600, 1200, 32), platform::DispChangeBadMode);
-  EXPECT_EQ(Current().PelsWidth, 800u) << "a refused mode leaves the screen alone";
-  EXPECT_EQ(platform::GetTickCount() - start, 4000u) << "one second for every call, failed or not";
-}
 
 TEST(DisplayControlMode, DriverListAndDirectDrawListBothCount) {
   DisplayConfig config = OneAdapter();
@@ -100,27 +78,6 @@ TEST(DisplayControlMode, WithoutDirectDrawThereAreNoModesAndTheDriverListMustSer
 
   scope.AdapterAt(0).Config.Modes.clear();
   EXPECT_FALSE(IsModeInDriverList(1024, 768, 32)) << "an empty list ends at index 0";
-}
-
-TEST(DisplayControlMode, HighModeIsTheLastRowThatGrowsInAnyValue) {
-  DisplayConfig config = OneAdapter();
-  config.Adapters[0].DirectDrawModes = {{640, 480, 8}, {800, 600, 32}, {1024, 768, 16}, {1024, 768, 8}};
-  config.Adapters[0].Modes.push_back({1280, 1024, 32});  // settings list only: never the high mode
-  DisplayScope scope(config);
-  DirectDrawSession session;
-  const int32_t count = session.EnumerateModes();
-  DisplayModeEntry high;
-  NoteHighModes(session, count, high);
-  EXPECT_EQ(high.Width, 1024);
-  EXPECT_EQ(high.Height, 768);
-  EXPECT_EQ(high.BitsPerPixel, 16) << "1024x768x16 after 800x600x32 although its depth is lower";
-
-  DisplayModeEntry fromZero;
-  NoteHighMode(session, count, 800, 600, 32, fromZero);
-  NoteHighMode(session, count, 640, 480, 8, fromZero);
-  EXPECT_EQ(fromZero.Width, 800);
-  NoteHighMode(session, count, 1280, 1024, 32, fromZero);
-  EXPECT_EQ(fromZero.Width, 800);
 }
 
 TEST(DisplayControlSession, ShownModeTakesTheScreenAndGivesItBack) {

@@ -56,15 +56,6 @@ TEST(VideoMemoryWalks, TheFirstBadByteIsWrittenAgainAndTheWalkStopsThere) {
   }
 }
 
-TEST(VideoMemoryWalks, BytesBetweenRowsAreNeverCompared) {
-  Surface s;
-  VideoMemoryTest::FillPattern(s.First(), Pitch, RowBytes, Rows, 0x00);
-  s.At(RowBytes, 1) = 0x01;
-  s.At(Pitch - 1, Rows - 1) = 0x01;
-  EXPECT_TRUE(VideoMemoryTest::ComparePattern(s.First(), Pitch, RowBytes, Rows, 0x00));
-  EXPECT_EQ(s.At(RowBytes, 1), 0x01);
-}
-
 TEST(VideoMemoryWalks, RandomBytesComeFromTheRuntimesGeneratorAndNeverReach255) {
   // rand() after srand(1) gives 41, 18467, 6334, 26500...
   Surface s;

@@ -217,15 +217,6 @@ TEST_F(WmiTest, DiscoDocument) {
   EXPECT_LT(xml.find("Test_Class-0"), xml.find("Win32_VideoController-0"));  // map order
 }
 
-TEST_F(WmiTest, ThirdControllerInstanceEndsInTwo) {
-  platform::sim::SetCurrentManagement(
-      DefaultModel({Controller("A", "1"), Controller("B", "2"), Controller("C", "3")}));
-  WMIDiscovery wmi(L"ROOT\\CIMV2");
-  wmi.GetTable(L"Win32_VideoController");
-  EXPECT_NE(wmi.ToXml().find("NAME=\"Win32_VideoController-2\""), std::string::npos);
-  EXPECT_EQ(wmi.ToXml().find("NAME=\"Win32_VideoController-3\""), std::string::npos);
-}
-
 TEST(ManagementModelText, MachineSectionsBuildTheModel) {
   const std::string dir = std::filesystem::temp_directory_path() / ("mgmt-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()));
   std::filesystem::create_directories(dir);
