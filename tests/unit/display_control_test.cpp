@@ -1,5 +1,5 @@
-// Display control: the mode lists, secondary displays and their table, DirectDraw devices,
-// sessions and the choice of display (mode setting and the high mode are checked end to end).
+// Display control: mode setting with its sleeps, the mode lists, secondary displays and their
+// table, DirectDraw devices, sessions and the choice of display (the high mode is checked end to end).
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -28,6 +28,28 @@ platform::DevMode Current(const char* device = nullptr) {
 }
 
 }  // namespace
+
+TEST(DisplayControlMode, SetDisplayModeTriesSixtyHertzThenTheDriversRate) {
+  DisplayConfig config = OneAdapter();
+  config.Adapters[0].No60Hz = {{800, 600, 32}};
+  config.Adapters[0].Refused = {{640, 480, 8}};
+  DisplayScope scope(config);
+  const uint32_t start = platform::GetTickCount();
+
+  EXPECT_EQ(SetDisplayMode(640, 480, 16), 0);
+  EXPECT_EQ(Current().PelsWidth, 640u);
+  EXPECT_EQ(Current().DisplayFrequency, 60u);
+  EXPECT_EQ(platform::GetTickCount() - start, 1000u);
+
+  EXPECT_EQ(SetDisplayMode(800, 600, 32), 0) << "refused at 60 Hz, taken without a frequency";
+  EXPECT_EQ(Current().PelsWidth, 800u);
+  EXPECT_EQ(Current().DisplayFrequency, 75u);
+
+  EXPECT_EQ(SetDisplayMode(640, 480, 8), platform::DispChangeFailed);
+  EXPECT_EQ(SetDisplayMode(1600, 1200, 32), platform::DispChangeBadMode);
+  EXPECT_EQ(Current().PelsWidth, 800u) << "a refused mode leaves the screen alone";
+  EXPECT_EQ(platform::GetTickCount() - start, 4000u) << "one second for every call, failed or not";
+}
 
 TEST(DisplayControlMode, DriverListAndDirectDrawListBothCount) {
   DisplayConfig config = OneAdapter();
