@@ -68,17 +68,3 @@ TEST(Argument, ValidateByTypeThenConstraint) {
   EXPECT_FALSE(large.Validate("big"));
 }
 
-TEST(Argument, HelpTextPadsToColumn24) {
-  // 14 characters of name with "=<integer>" fill the 24 columns exactly: two blanks follow.
-  KestArgument exact("-ActiveDisplay", KestArgument::TypeInteger, "", "Text.");
-  EXPECT_EQ(exact.GetHelpText(), "-ActiveDisplay=<integer>  Text.\n\t * Required: false");
-  KestArgument shorter("-Retries", KestArgument::TypeInteger, "1", "Number of retries incase of a failure.",
-                       new KestConstraint(1, 10), ArgumentFlag::Required);
-  EXPECT_EQ(shorter.GetHelpText(),
-            "-Retries=<integer>      Number of retries incase of a failure.\n\t - Value must be between [1..10]"
-            "\n\t * Default value: 1\n\t * Required: true");
-  KestArgument longer("-CreateGenericCalibration", KestArgument::TypeBoolean, "", "A.\n\tB.");
-  EXPECT_EQ(longer.GetHelpText(), "-CreateGenericCalibration=<boolean>  A.\n\tB.\n\t * Required: false");
-  KestArgument large("-Big", KestArgument::TypeLargeInteger, "", "");
-  EXPECT_EQ(large.GetHelpText(), "-Big=<largeinteger>     \n\t * Required: false");
-}

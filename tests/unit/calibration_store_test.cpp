@@ -52,14 +52,6 @@ class CalibrationFile : public ::testing::Test {
   std::string Previous;
 };
 
-TEST_F(CalibrationFile, RecordsAreLittleEndianWordsWithAZeroTail) {
-  EXPECT_FALSE(StoreCalibrationRecord(Key(GenericController, ModeTestId, 1024, 768, 32), 0x12AB34));
-  const std::vector<unsigned char> expected = {0xFF, 0xFF, 0xFF, 0xFF, 0x03, 0x40, 0, 0, 0x20, 0, 0, 0,
-                                               0x00, 0x04, 0,    0,    0x00, 0x03, 0, 0, 0x34, 0xAB, 0x12, 0,
-                                               0,    0,    0,    0,    0,    0,    0, 0};
-  EXPECT_EQ(Bytes("ZR_VIDEO.DAT"), expected);
-}
-
 TEST_F(CalibrationFile, StoringAgainUpdatesInPlaceAndKeepsTheTail) {
   std::vector<unsigned char> file(64, 0);
   StoreCalibrationRecord(Key(0x10DE0110, BltTestId, 800, 600, 16), 1);
@@ -88,23 +80,6 @@ TEST_F(CalibrationFile, FirstMatchInFileOrderWinsAndGenericMatchesAnyController)
   // Width, height, depth and test all count.
   CalibrationRecord other = Key(0x12345678, ModeTestId, 640, 480, 16);
   EXPECT_THROW(ReadCalibrationRecord(other), KestException);
-}
-
-TEST_F(CalibrationFile, MissingOrEmptyStoreRaises) {
-  CalibrationRecord key = Key(1, ModeTestId, 640, 480, 8);
-  try {
-    ReadCalibrationRecord(key);
-    FAIL() << "no store";
-  } catch (const KestException& e) {
-    EXPECT_EQ(e.GetCode(), 990660u);
-  }
-  WriteBytes({});
-  try {
-    ReadCalibrationRecord(key);
-    FAIL() << "empty store";
-  } catch (const KestException& e) {
-    EXPECT_EQ(e.GetCode(), 990661u);
-  }
 }
 
 TEST_F(CalibrationFile, TextDumpHasOneLinePerRecordInItsOwnFieldOrder) {

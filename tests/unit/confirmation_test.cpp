@@ -14,8 +14,6 @@ using window_test::WindowFixture;
 
 namespace {
 
-const TestKeyCodes kModeKeys{-123, -456, -789, -73, false};
-
 // "Display" contexts read the frame buffer that the window system draws into.
 class Confirmation : public WindowFixture {
  protected:
@@ -32,8 +30,6 @@ class Confirmation : public WindowFixture {
     return DefWindowProcA(window, message, w, l);
   }
   bool Registered = false;
-  // A digit key other than the green digit.
-  static uint32_t WrongDigitKey() { return static_cast<uint32_t>('0' + (GetGreenDigit() + 1) % 10); }
 };
 
 TEST(ConfirmationDigits, AlwaysPairwiseDifferent) {
@@ -107,45 +103,25 @@ TEST_F(Confirmation, ThreeDigitsStandRedGreenBlueFromLeftToRight) {
   EXPECT_EQ(byX[480].Bounds.Top, 480 + 2 * (10 - 48));
 }
 
-TEST_F(Confirmation, WrongKeysAreForgivenUpToRetriesThenEndTheWindowWithTheirCode) {
+// Retries and prompts are checked end to end; here, the code each kind of wrong key ends with.
+TEST_F(Confirmation, AWrongKeyPastTheRetriesEndsTheWindowWithTheCodeOfItsKind) {
+  const TestKeyCodes codes{-123, -456, -789, -73, false};
   ChooseConfirmationDigits();
-  Hwnd window = MakeWindow();
-  int32_t wrongKeys = 0;
-  SetScreenResult(1);
-  // Each wrong key brings the prompt of message 51, a window with an OK button to press.
+  const uint32_t wrong = static_cast<uint32_t>(GetGreenDigit() + 1) % 10;
+  const struct {
+    uint32_t Key;
+    int32_t Code;
+  } cases[] = {{'0' + wrong, -123}, {VkNumpad0 + wrong, -456}, {VkEscape, -789}, {VkF1, -73}};
   std::string error;
   ASSERT_TRUE(platform::sim::SetOperatorScript("answer ok; answer ok; answer ok", error));
-  testing::internal::CaptureStdout();
-  HandleSingleDigitKey(WrongDigitKey(), window, kModeKeys, 1, wrongKeys, "ModeTest");
-  EXPECT_EQ(KeyOutcome, KeyWrongKeyGoesOn);
-  EXPECT_EQ(wrongKeys, 1);
-  EXPECT_TRUE(IsWindow(window));
-  EXPECT_EQ(GetScreenResult(), 1);
-  HandleSingleDigitKey(VkNumpad0 + (static_cast<uint32_t>(GetGreenDigit()) + 3) % 10, window, kModeKeys, 1, wrongKeys,
-                       "ModeTest");
-  const std::string out = testing::internal::GetCapturedStdout();
-  EXPECT_EQ(KeyOutcome, KeyTooManyWrong);
-  EXPECT_EQ(GetScreenResult(), -456);
-  EXPECT_EQ(wrongKeys, 0);
-  EXPECT_FALSE(IsWindow(window));
-  // Both keys brought a prompt that the operator answered; a prompt writes nothing to the protocol.
-  EXPECT_EQ(out, "");
-  EXPECT_EQ(platform::sim::OperatorStepsLeft(), 1u);
-
-  // With no retries the first other key ends it, after its prompt.
-  window = MakeWindow();
-  testing::internal::CaptureStdout();
-  HandleSingleDigitKey(VkEscape, window, kModeKeys, 0, wrongKeys, "ModeTest");
-  testing::internal::GetCapturedStdout();
-  EXPECT_EQ(GetScreenResult(), -789);
-  EXPECT_FALSE(IsWindow(window));
-  EXPECT_EQ(platform::sim::OperatorStepsLeft(), 0u);
-
-  window = MakeWindow();
-  HandleSingleDigitKey(VkF1, window, kModeKeys, 1, wrongKeys, "ModeTest");
-  EXPECT_EQ(KeyOutcome, KeyRejected);
-  EXPECT_EQ(GetScreenResult(), -73);
-  EXPECT_FALSE(IsWindow(window));
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Key);
+    Hwnd window = MakeWindow();
+    int32_t wrongKeys = 0;
+    HandleSingleDigitKey(c.Key, window, codes, 0, wrongKeys, "ModeTest");
+    EXPECT_EQ(GetScreenResult(), c.Code);
+    EXPECT_FALSE(IsWindow(window));
+  }
 }
 
 TEST_F(Confirmation, ThreeDigitsMustComeRedGreenBlue) {

@@ -8,12 +8,9 @@
 
 #include "hardware/Devio.h"
 #include "hardware/DevioRecords.h"
-#include "platform/sim/world/clock_state.h"
 #include "platform/sim/hardware/driver_log.h"
 #include "platform/sim/hardware/hardware.h"
-#include "platform/sim/machine.h"
-
-using platform::sim::Machine;
+#include "machine_fixture.h"
 
 namespace {
 
@@ -52,23 +49,10 @@ Bar1=memory 0xD0000000 1M
 Description=GeForce Right
 )";
 
-Machine Build(const std::string& text) {
-  platform::sim::MachineText parsed;
-  Machine machine;
-  std::string error;
-  EXPECT_TRUE(platform::sim::ParseMachineText(text, parsed, error) && platform::sim::BuildMachine(parsed, machine, error))
-      << error;
-  return machine;
-}
-
-struct MachineScope {
-  explicit MachineScope(const std::string& text) {
-    platform::sim::SetCurrentMachine(Build(text));
+// The driver's log starts empty with each machine.
+struct MachineScope : machine_test::MachineScope {
+  explicit MachineScope(const std::string& text) : machine_test::MachineScope(text) {
     platform::sim::ClearDriverRequests();
-  }
-  ~MachineScope() {
-    platform::sim::SetCurrentMachine(Machine{});
-    platform::sim::ResetClock();
   }
 };
 

@@ -1,5 +1,5 @@
-// Display control: mode setting with its sleeps, the mode lists, the high mode, secondary
-// displays and their table, DirectDraw devices, sessions and the choice of display.
+// Display control: mode setting with its sleeps, the mode lists, secondary displays and their
+// table, DirectDraw devices, sessions and the choice of display (the high mode is checked end to end).
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -100,27 +100,6 @@ TEST(DisplayControlMode, WithoutDirectDrawThereAreNoModesAndTheDriverListMustSer
 
   scope.AdapterAt(0).Config.Modes.clear();
   EXPECT_FALSE(IsModeInDriverList(1024, 768, 32)) << "an empty list ends at index 0";
-}
-
-TEST(DisplayControlMode, HighModeIsTheLastRowThatGrowsInAnyValue) {
-  DisplayConfig config = OneAdapter();
-  config.Adapters[0].DirectDrawModes = {{640, 480, 8}, {800, 600, 32}, {1024, 768, 16}, {1024, 768, 8}};
-  config.Adapters[0].Modes.push_back({1280, 1024, 32});  // settings list only: never the high mode
-  DisplayScope scope(config);
-  DirectDrawSession session;
-  const int32_t count = session.EnumerateModes();
-  DisplayModeEntry high;
-  NoteHighModes(session, count, high);
-  EXPECT_EQ(high.Width, 1024);
-  EXPECT_EQ(high.Height, 768);
-  EXPECT_EQ(high.BitsPerPixel, 16) << "1024x768x16 after 800x600x32 although its depth is lower";
-
-  DisplayModeEntry fromZero;
-  NoteHighMode(session, count, 800, 600, 32, fromZero);
-  NoteHighMode(session, count, 640, 480, 8, fromZero);
-  EXPECT_EQ(fromZero.Width, 800);
-  NoteHighMode(session, count, 1280, 1024, 32, fromZero);
-  EXPECT_EQ(fromZero.Width, 800);
 }
 
 TEST(DisplayControlSession, ShownModeTakesTheScreenAndGivesItBack) {

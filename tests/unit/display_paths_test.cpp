@@ -15,39 +15,19 @@
 #include "platform/display.h"
 #include "platform/display_paths.h"
 #include "platform/library.h"
-#include "platform/sim/world/clock_state.h"
+#include "machine_fixture.h"
 #include "platform/sim/display/display_model.h"
-#include "platform/sim/machine.h"
 #include "platform/thread.h"
 
 namespace {
 
 using namespace platform;
 
-std::string MachineFile(const std::string& name) {
-  std::string here = __FILE__;
-  std::ifstream file(here.substr(0, here.rfind("/tests/")) + "/machines/" + name);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
+using machine_test::MachineFile;
 
-struct MachineScope {
-  explicit MachineScope(const std::string& text) {
-    sim::MachineText parsed;
-    sim::Machine machine;
-    std::string error;
-    EXPECT_TRUE(sim::ParseMachineText(text, parsed, error) && sim::BuildMachine(parsed, machine, error)) << error;
-    machine.VirtualClock = true;
-    sim::SetCurrentMachine(machine);
-    sim::SetDisplayConfig(machine.Display);
-    sim::ResetClock();
-  }
-  ~MachineScope() {
-    sim::SetCurrentMachine(sim::Machine{});
-    sim::SetDisplayConfig(sim::DefaultDisplayConfig());
-    sim::ResetClock();
-  }
+// A machine file's display in force, on the virtual clock.
+struct MachineScope : machine_test::MachineScope {
+  explicit MachineScope(const std::string& text) : machine_test::MachineScope(text, true) {}
 };
 
 // The four calls as the program finds them.

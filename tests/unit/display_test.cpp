@@ -1,12 +1,11 @@
 // The simulated display settings: the machine schema, devices, modes, mode changes, the frame
 // buffer, monitors and metrics.
-#include <fstream>
-#include <sstream>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "display_fixture.h"
+#include "machine_fixture.h"
 #include "platform/display.h"
 #include "screen/ScreenArguments.h"
 
@@ -19,14 +18,6 @@ namespace {
 bool BuildText(const std::string& text, DisplayConfig& config, std::string& error) {
   platform::sim::MachineText parsed;
   return platform::sim::ParseMachineText(text, parsed, error) && platform::sim::BuildDisplayConfig(parsed, config, error);
-}
-
-std::string ReadMachineFile(const std::string& name) {
-  std::string here = __FILE__;
-  std::ifstream file(here.substr(0, here.rfind("/tests/")) + "/machines/" + name);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
 }
 
 DevMode ModeRequest(uint32_t width, uint32_t height, uint32_t bits, uint32_t frequency) {
@@ -51,7 +42,7 @@ DevMode Current(const char* device = nullptr) {
 TEST(DisplaySchema, MachineFileBuildsAdaptersPseudoDevicesAndMonitors) {
   DisplayConfig config;
   std::string error;
-  ASSERT_TRUE(BuildText(ReadMachineFile("display-dual.ini"), config, error)) << error;
+  ASSERT_TRUE(BuildText(machine_test::MachineFile("display-dual.ini"), config, error)) << error;
   ASSERT_EQ(config.Adapters.size(), 3u);
   const AdapterConfig& first = config.Adapters[0];
   EXPECT_TRUE(first.Primary);

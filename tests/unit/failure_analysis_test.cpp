@@ -153,16 +153,6 @@ TEST_F(PixelCompare, OffsetsFollowThePitchAndTheTotalIsHexadecimal) {
   EXPECT_EQ(log.substr(log.size() - tail.size()), tail);
 }
 
-TEST_F(PixelCompare, ThirtyTwoBitRecordsJoinNumberAndOffsetWithN) {
-  Learnt(3, 2, 32);
-  Bytes cal(24, 0), fal(24, 0);
-  const uint8_t pixel[] = {0x44, 0x33, 0x22, 0x11};
-  std::memcpy(&fal[16], pixel, 4);
-  cal[23] = 0x80;
-  EXPECT_EQ(Compare(cal, fal),
-            Record(1, 1, 1, "0", "11223344", " n") + Record(2, 2, 1, "80000000", "0", " n") + Total("2"));
-}
-
 TEST_F(PixelCompare, TwentyFourBitPixelsAreThreeBytesLowFirst) {
   Learnt(4, 1, 24);
   Bytes fal(12, 0);

@@ -1,7 +1,7 @@
 // The simulated power policy and monitor: the policy record as CallNtPowerInformation reads and
 // writes it, the faults of a machine file, a monitor that goes dark when idle past the time-out and
-// wakes on input or a longer time-out; and the rules of the two subtests that use the policy and
-// the display-change message.
+// wakes on input or a longer time-out; and RotationTest's orientation rule (the rest of both
+// subtests' rules is checked end to end).
 #include <unistd.h>
 
 #include <cstdio>
@@ -200,35 +200,14 @@ TEST(MachinePower, SectionsAreCheckedKeyByKey) {
   EXPECT_FALSE(build("[Events]\nKillFileAtPolicyWrite=0 .\\kill.ctl\n", machine, error));
 }
 
-TEST(RotationRules, ResolutionTextsAndTheOrientationRule) {
-  EXPECT_EQ(ResolutionText(768, 1024, 32), "768x1024x32");
-  EXPECT_EQ(ResolutionText(1920, 1080, 8), "1920x1080x8");
-  // A change that keeps the shape the screen had is a bad turn; a square screen never is.
+// A change that keeps the shape the screen had is a bad turn; a square screen never is.
+TEST(RotationRules, TheOrientationRule) {
   EXPECT_TRUE(KeepsOrientation(1024, 768, true));
   EXPECT_FALSE(KeepsOrientation(768, 1024, true));
   EXPECT_TRUE(KeepsOrientation(768, 1024, false));
   EXPECT_FALSE(KeepsOrientation(1024, 768, false));
   EXPECT_FALSE(KeepsOrientation(1024, 1024, true));
   EXPECT_FALSE(KeepsOrientation(1024, 1024, false));
-}
-
-TEST(PowerRules, SleepTypesDifferOnlyInTheirTextsAndTimeoutsComeBack) {
-  const struct {
-    const char* Name;
-    uint32_t Announcement, FailedToSet, Requested;
-  } expected[] = {{"suspend", 27, 85, 26}, {"standby", 28, 86, 23}, {"off", 22, 87, 21}};
-  for (const auto& e : expected) {
-    const SleepTypeTexts* texts = FindSleepType(e.Name);
-    ASSERT_NE(texts, nullptr) << e.Name;
-    EXPECT_EQ(texts->Announcement, e.Announcement);
-    EXPECT_EQ(texts->FailedToSet, e.FailedToSet);
-    EXPECT_EQ(texts->Requested, e.Requested);
-  }
-  EXPECT_EQ(FindSleepType("Standby"), nullptr);
-  EXPECT_EQ(RestoredVideoTimeout(0), 0u);
-  EXPECT_EQ(RestoredVideoTimeout(1), 2u);
-  EXPECT_EQ(RestoredVideoTimeout(2), 2u);
-  EXPECT_EQ(RestoredVideoTimeout(600), 600u);
 }
 
 }  // namespace

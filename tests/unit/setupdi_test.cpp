@@ -7,9 +7,10 @@
 #include <gtest/gtest.h>
 
 #include "hardware/SetupDI.h"
-#include "platform/sim/world/clock_state.h"
-#include "platform/sim/machine.h"
+#include "machine_fixture.h"
 
+using machine_test::Build;
+using machine_test::MachineScope;
 using platform::sim::Machine;
 
 namespace {
@@ -52,24 +53,6 @@ Resources=none
 Bar4=io 0xFEA0 16
 Description=SATA controller
 )";
-
-bool Build(const std::string& text, Machine& machine, std::string& error) {
-  platform::sim::MachineText parsed;
-  return platform::sim::ParseMachineText(text, parsed, error) && platform::sim::BuildMachine(parsed, machine, error);
-}
-
-struct MachineScope {
-  explicit MachineScope(const std::string& text) {
-    Machine machine;
-    std::string error;
-    EXPECT_TRUE(Build(text, machine, error)) << error;
-    platform::sim::SetCurrentMachine(machine);
-  }
-  ~MachineScope() {
-    platform::sim::SetCurrentMachine(Machine{});
-    platform::sim::ResetClock();
-  }
-};
 
 std::vector<std::string> MultiString(const uint8_t* bytes, uint32_t size) {
   std::vector<std::string> out;

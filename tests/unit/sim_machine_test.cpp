@@ -9,31 +9,13 @@
 #include "framework/DiagnosticManager.h"
 #include "platform/clock.h"
 #include "platform/files.h"
-#include "platform/sim/world/clock_state.h"
-#include "platform/sim/machine.h"
+#include "machine_fixture.h"
 #include "platform/system.h"
 #include "text/TextHelpers.h"
 
 using platform::sim::Machine;
-using platform::sim::MachineText;
-
-namespace {
-
-bool Build(const std::string& text, Machine& machine, std::string& error) {
-  MachineText parsed;
-  return platform::sim::ParseMachineText(text, parsed, error) && platform::sim::BuildMachine(parsed, machine, error);
-}
-
-// Puts a machine in force for one test and the default back afterwards.
-struct MachineScope {
-  explicit MachineScope(const Machine& machine) { platform::sim::SetCurrentMachine(machine); }
-  ~MachineScope() {
-    platform::sim::SetCurrentMachine(Machine{});
-    platform::sim::ResetClock();
-  }
-};
-
-}  // namespace
+using machine_test::Build;
+using machine_test::MachineScope;
 
 TEST(MachineFile, BuiltInMachineIsAWindows7Desktop) {
   Machine machine;
@@ -120,7 +102,6 @@ TEST(SimClock, VirtualSleepAdvancesTheTickAtOnce) {
   machine.VirtualClock = true;
   machine.StartTick = 0xFFFFFFF0u;
   MachineScope scope(machine);
-  platform::sim::ResetClock();
   EXPECT_EQ(platform::GetTickCount(), 0xFFFFFFF0u);
   platform::Sleep(1000000);
   platform::Sleep(0x20);

@@ -9,6 +9,7 @@
 
 #include "framework/KestException.h"
 #include "hardware/SMBIOSDiscovery.h"
+#include "machine_fixture.h"
 #include "platform/sim/management/management.h"
 #include "platform/sim/management/smbios_model.h"
 
@@ -221,7 +222,7 @@ TEST(SmbiosDecode, UntrustedBytesStayInBounds) {
 }
 
 TEST(SmbiosDecode, CommittedWorkstationDump) {
-  const auto path = std::filesystem::path(__FILE__).parent_path().parent_path() / "data" / "smbios" / "workstation.bin";
+  const auto path = machine_test::SourceRoot() / "tests" / "data" / "smbios" / "workstation.bin";
   std::ifstream file(path, std::ios::binary);
   ASSERT_TRUE(file) << path;
   const Bytes table((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());

@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -11,7 +10,7 @@
 
 #include "hardware/SetupDI.h"
 #include "hardware/WMIDiscovery.h"
-#include "platform/sim/machine.h"
+#include "machine_fixture.h"
 #include "platform/sim/management/management.h"
 #include "platform/sim/management/smbios_model.h"
 
@@ -218,15 +217,6 @@ TEST_F(WmiTest, DiscoDocument) {
   EXPECT_LT(xml.find("Test_Class-0"), xml.find("Win32_VideoController-0"));  // map order
 }
 
-TEST_F(WmiTest, ThirdControllerInstanceEndsInTwo) {
-  platform::sim::SetCurrentManagement(
-      DefaultModel({Controller("A", "1"), Controller("B", "2"), Controller("C", "3")}));
-  WMIDiscovery wmi(L"ROOT\\CIMV2");
-  wmi.GetTable(L"Win32_VideoController");
-  EXPECT_NE(wmi.ToXml().find("NAME=\"Win32_VideoController-2\""), std::string::npos);
-  EXPECT_EQ(wmi.ToXml().find("NAME=\"Win32_VideoController-3\""), std::string::npos);
-}
-
 TEST(ManagementModelText, MachineSectionsBuildTheModel) {
   const std::string dir = std::filesystem::temp_directory_path() / ("mgmt-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()));
   std::filesystem::create_directories(dir);
@@ -303,14 +293,11 @@ using Strings = std::vector<std::string>;
 
 // Puts a machine file, edited, in force with its management model, as the program's start does.
 void Use(const std::string& name, const std::function<void(platform::sim::MachineText&)>& edit = {}) {
-  const std::string here = __FILE__;
-  std::ostringstream content;
-  content << std::ifstream(here.substr(0, here.rfind("/tests/")) + "/machines/" + name).rdbuf();
   platform::sim::MachineText text;
   platform::sim::Machine machine;
   ManagementModel model;
   std::string error;
-  ASSERT_TRUE(platform::sim::ParseMachineText(content.str(), text, error)) << error;
+  ASSERT_TRUE(platform::sim::ParseMachineText(machine_test::MachineFile(name), text, error)) << error;
   if (edit) edit(text);
   ASSERT_TRUE(platform::sim::BuildMachine(text, machine, error) &&
               platform::sim::BuildManagementFromText(text, "", model, error)) << error;
