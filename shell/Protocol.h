@@ -38,7 +38,6 @@ struct StepFacts {
     StopCause stop = StopCause::None;
     bool killed = false;            // ended by the shell after the wait for EndOfTest
     double timeLimit = 0;
-    std::string passText;           // the pass line's text in debug form (message 3 in the step's locale)
 };
 
 // Reasons are numbers of the shell's catalogue with one insert.

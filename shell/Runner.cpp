@@ -265,8 +265,6 @@ void Runner::RunStep(const Step& step) {
 
     StepFacts facts;
     facts.timeLimit = step.timeLimit;
-    std::string passText = texts_.Message(3, "");
-    if (passText != "3 \"\"") facts.passText = passText;
 
     // The files the step needs in its working folder.
     std::string problem;
