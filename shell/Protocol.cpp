@@ -58,10 +58,11 @@ ProtocolLine ParseLine(const std::string& raw) {
         std::string body = line.substr(11, line.size() - 14);
         std::size_t sp1 = body.find(' ');
         std::size_t sp2 = sp1 == std::string::npos ? sp1 : body.find(' ', sp1 + 1);
-        long category, number;
-        if (sp2 != std::string::npos && ParseLong(body.substr(0, sp1), category) &&
-            AllDigits(body.substr(sp1 + 1, sp2 - sp1 - 1)) && ParseLong(body.substr(sp1 + 1, sp2 - sp1 - 1), number) &&
-            body.size() >= sp2 + 3 && body[sp2 + 1] == '"' && body.back() == '"' && number <= 0xFFFFFFFFL) {
+        long category = 0;
+        std::string digits = sp2 == std::string::npos ? "" : body.substr(sp1 + 1, sp2 - sp1 - 1);
+        unsigned long long number = AllDigits(digits) && digits.size() <= 10 ? std::strtoull(digits.c_str(), nullptr, 10) : ~0ull;
+        if (sp2 != std::string::npos && ParseLong(body.substr(0, sp1), category) && number <= 0xFFFFFFFFull &&
+            body.size() >= sp2 + 3 && body[sp2 + 1] == '"' && body.back() == '"') {
             p.kind = LineKind::LogMessage;
             p.category = category;
             p.number = static_cast<std::uint32_t>(number);
