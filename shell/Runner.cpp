@@ -278,9 +278,8 @@ void Runner::RunStep(const Step& step) {
         }
     }
     if (step.media && PrepareMediaKit(problem)) {
-        for (const auto& entry : fs::directory_iterator(runDir / "media-kit", ec))
-            if (entry.is_regular_file())
-                fs::copy_file(entry.path(), workDir / entry.path().filename(), fs::copy_options::overwrite_existing, ec);
+        fs::copy(runDir / "media-kit", workDir, fs::copy_options::recursive | fs::copy_options::overwrite_existing, ec);
+        if (ec) problem = "the media kit could not be put in place: " + ec.message();
     }
     std::string videoport = step.videoport;
     if (videoport.empty() && !step.videoportDir.empty()) {

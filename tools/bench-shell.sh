@@ -20,7 +20,7 @@ plain_main() {
   mkdir -p "$work/screen" "$work/kit"
   "$build/make-media" "$work/kit" >/dev/null
   cp "$build/raster-scan.msg" "$work/kit/"
-  cp "$work"/kit/* "$work/screen/"
+  cp -r "$work"/kit/* "$work/screen/"
   run() {  # folder name screenshots? args...
     local folder=$1 name=$2 shots=$3
     shift 3
@@ -46,12 +46,13 @@ plain_main() {
   run "$work/screen" verify-gl yes -subtest=OpenGL3DRenderingTest -interactive=false "${gl[@]}"
   run "$work/screen" verify-dx yes -subtest=DX93DRenderingTest -interactive=false
   run "$work/vm" VideoMemoryTest yes -subtest=VideoMemoryTest
-  mkdir -p "$work/gpu" && cp "$work"/kit/* "$work/gpu/"
+  mkdir -p "$work/gpu" && cp -r "$work"/kit/* "$work/gpu/"
   run "$work/gpu" GPUTest yes -subtest=GPUTest
+  mkdir -p "$work/rot" && cp -r "$work"/kit/* "$work/rot/"
   RASTERSCAN_OPERATOR='wait 1500; rotate; wait 1500; rotate; wait 1500; rotate; wait 1500; rotate' \
     run "$work/rot" RotationTest yes -subtest=RotationTest
   RASTERSCAN_OPERATOR='answer ok; say-if-blank' run "$work/power" VideoPowerManagementTest yes -subtest=VideoPowerManagementTest
-  mkdir -p "$work/ports" && cp "$work"/kit/* "$work/ports/" && cp "$top/machines/videoport/default.ini" "$work/ports/videoport.ini"
+  mkdir -p "$work/ports" && cp -r "$work"/kit/* "$work/ports/" && cp "$top/machines/videoport/default.ini" "$work/ports/videoport.ini"
   RASTERSCAN_OPERATOR=digits run "$work/ports" GraphicsPortTest yes -subtest=GraphicsPortTest
   run "$work/evm" ExtendedVideoMemoryTest no -subtest=ExtendedVideoMemoryTest
 }
