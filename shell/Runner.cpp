@@ -320,6 +320,7 @@ void Runner::RunStep(const Step& step) {
         facts.startError = problem;
     } else {
         std::mutex linesMutex;
+        std::atomic<int> streamsEnded{0};
         std::thread outReader([&] {
             ReadLinesFrom(*process, 1, [&](const std::string& line) {
                 ProtocolLine p = ParseLine(line);
@@ -333,17 +334,24 @@ void Runner::RunStep(const Step& step) {
                 else if (p.kind == LineKind::ReportFailure || p.kind == LineKind::TestFailed)
                     terminal_.Progress(step.index, -1, TranslateLine(line, texts_));
             });
+            ++streamsEnded;
         });
         std::thread errReader([&] {
             ReadLinesFrom(*process, 2, [&](const std::string& line) {
-                std::lock_guard<std::mutex> lock(linesMutex);
-                facts.err.push_back(line);
+                {
+                    std::lock_guard<std::mutex> lock(linesMutex);
+                    facts.err.push_back(line);
+                }
+                // What the program says beyond its protocol is for the person watching too.
+                if (line.rfind("warning:", 0) == 0 || line.rfind("error:", 0) == 0) terminal_.Line(step.name + ": " + line);
             });
+            ++streamsEnded;
         });
         shellos::ExitInfo exit;
         std::chrono::steady_clock::time_point stopAt;
         while (!process->TryWait(exit)) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            // Once both streams are closed the process is on its way out: look again soon.
+            std::this_thread::sleep_for(std::chrono::milliseconds(streamsEnded.load() == 2 ? 1 : 20));
             if (facts.stop == StopCause::None) {
                 if (interrupted_.load()) facts.stop = StopCause::Interrupt;
                 else if (SecondsSince(start) > step.timeLimit) facts.stop = StopCause::TimeLimit;

@@ -2,7 +2,7 @@
 # What the shell costs: the main job through raster-shell against the same steps started by a
 # plain script (the shell's overhead should stay within 2% of the wall time), and the fault matrix
 # with --jobs 2 against --jobs 1 (at most 0.6 of its time on two cores). The two main-job runs take
-# turns in two rounds and each keeps its best, so that one busy moment does not decide the ratio.
+# turns in three rounds (ROUNDS) and each keeps its best, so that one busy moment does not decide the ratio.
 #   bash tools/bench-shell.sh [BUILD_DIR]        (default build; raster-scan, make-media, raster-shell built)
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
@@ -58,7 +58,7 @@ plain_main() {
 }
 
 best_shell= best_plain=
-for round in 1 2; do
+for round in $(seq "${ROUNDS:-3}"); do
   rm -rf "$scratch/shell" "$scratch/plain"
   t0=$(now); "$build/raster-shell" run "$top/suites/main.ini" --out "$scratch/shell" >/dev/null || true; t1=$(now)
   plain_main "$scratch/plain"; t2=$(now)

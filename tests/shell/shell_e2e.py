@@ -178,7 +178,7 @@ def case_interrupt():
 
 
 def case_kill_and_resume():
-    suite = write("resume.ini", "[first]\nsubtest = Pass\n\n[slow]\nsubtest = Pass\narguments = -Seconds=30\n\n"
+    suite = write("resume.ini", "[first]\nsubtest = Pass\n\n[slow]\nsubtest = Pass\narguments = -Seconds=10\n\n"
                   "[third]\nsubtest = Pass\n")
     run = os.path.join(SCRATCH, "run")
     proc = subprocess.Popen([SHELL, suite, "--program", STANDIN, "--out", run], cwd=SCRATCH, env=ENV,
