@@ -96,14 +96,16 @@ int List(const shell::Catalog& catalog, const std::string& name) {
 
 void PrintTable(const json& results) {
     std::cout << "\n";
-    std::printf("%-4s %-34s %-24s %9s  %s\n", "#", "Step", "Verdict", "Time", "Failure");
+    int width = 4;
+    for (const auto& s : results["steps"]) width = std::max(width, static_cast<int>(s.value("name", "").size()));
+    std::printf("%-4s %-*s %-22s %9s  %s\n", "#", width, "Step", "Verdict", "Time", "Failure");
     for (const auto& s : results["steps"]) {
         char time[32] = "";
         if (!s["started_at"].is_null()) std::snprintf(time, sizeof time, "%.1f s", s.value("duration_s", 0.0));
         std::string reason = s.value("reason", "");
         for (char& c : reason)
             if (static_cast<unsigned char>(c) < 0x20) c = ' ';
-        std::printf("%-4d %-34s %-24s %9s  %s\n", s.value("index", 0) + 1, s.value("name", "").c_str(),
+        std::printf("%-4d %-*s %-22s %9s  %s\n", s.value("index", 0) + 1, width, s.value("name", "").c_str(),
                     shell::VerdictText(s).c_str(), time, reason.c_str());
     }
     std::cout << std::flush;
