@@ -1,10 +1,11 @@
+// Observers of a run: the run engine hands each of them the results.json content so far after
+// every step and once more when the run ends. An observer that throws never fails the run.
 #pragma once
+
 #include <nlohmann/json.hpp>
 
-// Told about a run as it goes: after each step ends and when the run ends, with the whole
-// results.json object so far. An observer must not throw into the run; the engine catches anyway.
 struct RunObserver {
-  virtual ~RunObserver() = default;
-  virtual void StepEnded(const nlohmann::json& run) = 0;
-  virtual void RunEnded(const nlohmann::json& run) = 0;
+    virtual ~RunObserver() = default;
+    virtual void StepEnded(const nlohmann::json& run) = 0;  // run = results.json content so far
+    virtual void RunEnded(const nlohmann::json& run) = 0;
 };

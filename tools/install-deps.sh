@@ -3,7 +3,8 @@
 # when everything is there already.
 set -euo pipefail
 
-packages=(cmake g++ make libgtest-dev libbenchmark-dev clang libclang-rt-dev libstb-dev libfreetype-dev fonts-liberation pkg-config libavformat-dev libavcodec-dev libswscale-dev libosmesa6-dev)
+packages=(cmake g++ make libgtest-dev libbenchmark-dev clang libclang-rt-dev libstb-dev libfreetype-dev fonts-liberation pkg-config libavformat-dev libavcodec-dev libswscale-dev libosmesa6-dev
+  libboost-dev nlohmann-json3-dev libcli11-dev python3-junitparser)
 if [ "${1:-}" = "--windows" ]; then
   # googletest: its sources, built with the cross compiler for the Windows unit tests; Xvfb: an X
   # screen for the Windows build's windows and DirectDraw under Wine; Mesa's GLX and software

@@ -1,23 +1,6 @@
 #include "Inventory.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
-
-namespace {
-
-std::string Quoted(const std::string& text) {
-#ifdef _WIN32
-  return "\"" + text + "\"";
-#else
-  std::string out = "'";
-  for (char c : text) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return out + "'";
-#endif
-}
-
-}  // namespace
+#include "Runner.h"
 
 nlohmann::json ParseInventory(const std::string& output) {
   nlohmann::json hardware = nlohmann::json::parse(output, nullptr, false);
@@ -25,22 +8,19 @@ nlohmann::json ParseInventory(const std::string& output) {
   return hardware;
 }
 
-nlohmann::json ReadInventory(const std::string& program, const std::string& scratchFolder, std::string* problem) {
-  std::string output = scratchFolder + "/inventory.json.tmp";
-  std::string command = Quoted(program) + " > " + Quoted(output);
-#ifdef _WIN32
-  // cmd.exe takes off the outermost quotes of a line that begins with one.
-  command = "\"" + command + "\"";
-#endif
-  int status = std::system(command.c_str());
-  std::ifstream in(output, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  in.close();
-  std::remove(output.c_str());
-  nlohmann::json hardware = status == 0 ? ParseInventory(text.str()) : nlohmann::json(nullptr);
+nlohmann::json ReadInventory(const std::string& program, const std::string& machine, std::string* problem) {
+  shellos::SpawnSpec spec{program, {}, "", {}, {}};
+  if (!machine.empty()) spec.setEnv.emplace_back("RASTERSCAN_MACHINE", machine);
+  std::string out, err, error;
+  shellos::ExitInfo exit;
+  // An inventory takes well under a second; a minute means it hangs.
+  const bool ended = shell::RunToEnd(spec, 60, out, err, exit, error);
+  const bool clean = ended && !exit.crashed && exit.code == 0;
+  nlohmann::json hardware = clean ? ParseInventory(out) : nlohmann::json(nullptr);
   if (hardware.is_null() && problem) {
-    *problem = status != 0 ? program + " ended with status " + std::to_string(status) : program + " printed no inventory";
+    *problem = !ended ? program + ": " + error
+               : !clean ? program + " ended with status " + std::to_string(exit.code)
+                        : program + " printed no inventory";
   }
   return hardware;
 }

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdio>
 #include <cstring>
 #include <string>
 
 #include "framework/ControlFiles.h"
+#include "framework/ErrorLines.h"
 #include "framework/KestArgument.h"
 #include "framework/KestConstraint.h"
 #include "framework/Kestout.h"
@@ -106,12 +108,26 @@ void VideoMemoryTest::FillPattern(uint8_t* surface, int32_t pitch, uint32_t rowB
   for (uint32_t y = 0; y < rows; ++y) std::memset(RowOf(surface, pitch, y), pattern, rowBytes);
 }
 
+namespace {
+// Where the last failed compare found a wrong byte: the protocol has no line for it.
+std::string badByte;
+
+std::string Hex(uint32_t value) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%02X", value);
+  return text;
+}
+}  // namespace
+
 bool VideoMemoryTest::ComparePattern(uint8_t* surface, int32_t pitch, uint32_t rowBytes, uint32_t rows,
                                      uint8_t pattern) {
   for (uint32_t y = 0; y < rows; ++y) {
     volatile uint8_t* row = RowOf(surface, pitch, y);
     const uint32_t at = FirstMismatch(row, rowBytes, pattern);
     if (at != rowBytes) {
+      // Only where: reading the byte again would be one more access to a faulty cell.
+      badByte = "byte " + ToText(at) + " of row " + ToText(y) + " did not read back as the " + Hex(pattern) +
+                " written there";
       row[at] = pattern;
       return false;
     }
@@ -142,8 +158,9 @@ bool VideoMemoryTest::Run() {
     Kestout::UpdatePercentage(100);
     return true;
   }
-  // A bad byte is told by the verdict alone.
+  // A bad byte has no failure line: standard error says where it was.
   if (result != BadByte) Kestout::ReportFailure(ToText(result));
+  else WriteErrorLine("the primary surface did not hold what was written: " + badByte);
   return false;
 }
 
@@ -248,6 +265,7 @@ int32_t VideoMemoryTest::TestSurfaceMemory() {
 
   Kestout::LogMessage(CategoryStatus, 45, "");
   bool pass = rowBytes != 0 && rows != 0;
+  badByte = pass ? "" : "the surface had no bytes to test";
   int32_t done = 0;
   for (uint8_t pattern : MemoryTestPatterns) {
     if (!pass) break;
