@@ -177,6 +177,19 @@ std::string ReportHtml(const nlohmann::json& run, const std::string& runDir, con
     fact("Program", Str(run, "program"));
     fact("Program version", Str(run, "program_version"));
     fact("Shell version", Str(run, "shell_version"));
+    // The machine under test, as the inventory read it.
+    const nlohmann::json hardware = run.contains("hardware") ? run["hardware"] : nlohmann::json();
+    if (hardware.is_object()) {
+        for (const auto& a : hardware.value("adapters", nlohmann::json::array())) {
+            fact("Adapter", a.value("name", "") + " (PCI " + a.value("vendor_id", "") + ":" + a.value("device_id", "") +
+                                ", driver " + a.value("driver_version", "") + ", " +
+                                std::to_string(a.value("memory_bytes", 0LL) >> 20) + " MB)");
+        }
+        for (const auto& m : hardware.value("monitors", nlohmann::json::array())) {
+            fact("Monitor", m.value("name", "") + " " + std::to_string(m.value("width", 0)) + "x" +
+                                std::to_string(m.value("height", 0)));
+        }
+    }
     fact("Run", Str(run, "run_id"));
     fact("Started", Str(run, "started_at"));
     fact("Ended", Str(run, "ended_at"));

@@ -3,17 +3,17 @@
 # when everything is there already.
 set -euo pipefail
 
+# The diagnostic shell: Boost, nlohmann-json and CLI11 (header-only); its results store: SQLite, the
+# PostgreSQL client and a throwaway server; the fleet page's chart; Chromium and a JUnit reader for
+# the tests of its pages.
 packages=(cmake g++ make libgtest-dev libbenchmark-dev clang libclang-rt-dev libstb-dev libfreetype-dev fonts-liberation pkg-config libavformat-dev libavcodec-dev libswscale-dev libosmesa6-dev
-  libboost-dev nlohmann-json3-dev libcli11-dev python3-junitparser)
+  libboost-dev nlohmann-json3-dev libcli11-dev python3-junitparser libsqlite3-dev libpq-dev postgresql libjs-chart.js chromium)
 if [ "${1:-}" = "--windows" ]; then
   # googletest: its sources, built with the cross compiler for the Windows unit tests; Xvfb: an X
   # screen for the Windows build's windows and DirectDraw under Wine; Mesa's GLX and software
   # renderer for Wine's opengl32; debootstrap for a 32-bit root where 32-bit Wine cannot be installed.
   packages+=(mingw-w64 wine wine64 googletest xvfb xauth libgl1 libglx-mesa0 libgl1-mesa-dri debootstrap)
 fi
-
-# The shell's results store (SQLite, PostgreSQL client and a throwaway server) and the fleet page's chart.
-packages+=(nlohmann-json3-dev libcli11-dev libsqlite3-dev libpq-dev postgresql libjs-chart.js chromium)
 
 sudo_cmd=()
 [ "$(id -u)" -eq 0 ] || sudo_cmd=(sudo)
