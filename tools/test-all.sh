@@ -24,7 +24,8 @@ cmake --build build -j"$jobs"
 ctest --test-dir build --output-on-failure -j"$jobs"
 
 step "Sanitizer build and tests"
-cmake -S . -B build-sanitize -DCMAKE_BUILD_TYPE=Debug -DRASTERSCAN_SANITIZE=ON -DRASTERSCAN_E2E_RUNNER=OFF >/dev/null
+cmake -S . -B build-sanitize -DCMAKE_BUILD_TYPE=Debug -DRASTERSCAN_SANITIZE=ON -DRASTERSCAN_E2E_RUNNER=OFF \
+  -DRASTERSCAN_SHELL=OFF >/dev/null
 cmake --build build-sanitize -j"$jobs"
 ctest --test-dir build-sanitize --output-on-failure -j"$jobs"
 # The end-to-end cases, by the native runner, against the sanitized program.
@@ -34,7 +35,7 @@ RASTERSCAN_E2E_PROBE="$top/build-sanitize/tests/probe-diagnostic" \
 
 step "Fuzz targets, a bounded run each"
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DRASTERSCAN_TESTS=OFF \
-  -DRASTERSCAN_FUZZ=ON >/dev/null
+  -DRASTERSCAN_FUZZ=ON -DRASTERSCAN_SHELL=OFF >/dev/null
 cmake --build build-fuzz -j"$jobs" --target fuzz-targets
 fuzz_seconds=${RASTERSCAN_FUZZ_SECONDS:-10}
 for target in build-fuzz/tests/fuzz/fuzz-*; do

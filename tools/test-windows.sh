@@ -332,6 +332,10 @@ if [ "$status" -ne 0 ] || ! grep -q '^LogMessage 3 3 "" ""$' "$scratch/protocol.
 fi
 echo "OpenGL3DRenderingTest under Wine: passed"
 rm -rf "$scratch"
+step "The diagnostic shell under Wine ($winbits-bit build)"
+# raster-shell.exe runs a small suite against raster-scan.exe of the same build and leaves its report.
+RASTERSCAN_E2E_LAUNCHER="$e2e_launcher" bash "$top/tests/shell/wine-shell.sh" "$win"
+
 printf "\n== Windows tests done (%s)\n" "$(date +%T)"
 exit
 }

@@ -16,7 +16,9 @@ CASE, BUILD, TOP = sys.argv[1], os.path.abspath(sys.argv[2]), os.path.abspath(sy
 SHELL = os.path.join(BUILD, "raster-shell")
 STANDIN = os.path.join(TOP, "tests/shell/standin/raster-scan")
 SCRATCH = tempfile.mkdtemp(prefix="shell-e2e-")
-ENV = dict(os.environ, RASTERSCAN_CLOCK="virtual", RASTERSCAN_PC="test-pc")
+# The runs go to a store of the test's own, not to the one beside the shell.
+ENV = dict(os.environ, RASTERSCAN_CLOCK="virtual", RASTERSCAN_PC="test-pc",
+           RASTERSCAN_STORE="sqlite:" + os.path.join(SCRATCH, "store.sqlite"))
 ENV.pop("RASTERSCAN_MACHINE", None)
 failures = []
 
@@ -64,7 +66,7 @@ def common_outputs(run, proc, res):
     lines = proc.stdout.rstrip("\n").split("\n")
     check(lines[-1] == os.path.join(run, "report.html"), "the report path is the last line: " + lines[-1])
     check(not re.search(r"[\x00-\x08\x0b-\x1f]", proc.stdout), "no control characters when not on a terminal")
-    check(res["format"] == 1 and res["pc"] == "test-pc" and res["hardware"] is None, "results.json head")
+    check(res["format"] == 1 and res["pc"] == "test-pc" and res["hardware"]["adapters"], "results.json head")
     for s in res["steps"]:
         check(s["verdict"] in ("passed", "failed", "stopped", "hung", "crashed", "machine_down", "not_run"),
               "verdict word " + s["verdict"])
@@ -91,6 +93,10 @@ def case_quick_pass():
     check(res["program_version"].startswith("3.17.0"), "program version " + res["program_version"])
     check(len(by_name(res)["verify-ModeTest"]["screenshots"]) > 0, "the verification has screenshots")
     check(all(v[0] == "passed" for v in junit(run).values()), "junit.xml: all passed")
+    # The run is in the store as it ends, with the hardware the inventory read.
+    history = shell("history")
+    check(res["run_id"] in history.stdout and "Matrox G200eR2" in history.stdout,
+          "history lists the run with its adapter: " + history.stdout + history.stderr)
 
 
 def case_fault_translated():
