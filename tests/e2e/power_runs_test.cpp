@@ -50,27 +50,6 @@ TEST_F(PowerRuns, TheTimeoutIsPutBackAsFoundExceptOneSecondWhichComesBackAsTwo) 
   EXPECT_EQ(ReadText("policy.txt"), "900\n");
 }
 
-TEST_F(PowerRuns, AStopWhileThePolicyIsChangedLeavesTheOldTimeout) {
-  // A kill file right after the time-out went to 2 seconds: the test still puts it back, then sees
-  // the request and ends with 24.
-  const ProcessResult killed =
-      RunWith(WithPolicy(1200, "[Events]\nKillFileAtPolicyWrite=1 .\\kill.ctl\n"), "answer ok; say-if-blank");
-  EXPECT_EQ(killed.Status, 1);
-  EXPECT_NE(killed.Stdout.find("LogMessage 8 24 \"\" \"\"\nEndOfTest\n"), std::string::npos) << killed.Stdout;
-  EXPECT_EQ(ReadText("policy.txt"), "1200\n");
-  std::remove((Folder + "/kill.ctl").c_str());
-
-  // Ctrl+C at the same moment, with the configured prompts that watch for it: each prompt ends at
-  // once, so no attempt is confirmed, and each attempt still puts the time-out back.
-  std::ofstream(Folder + "/diagconf.ini") << "[WindowSettings]\n";
-  const ProcessResult interrupted =
-      RunWith(WithPolicy(1200, "[Events]\nConsoleBreakAtPolicyWrite=1\n"), "answer ok");
-  EXPECT_EQ(interrupted.Status, 1);
-  EXPECT_NE(interrupted.Stdout.find("Process received request to terminate."), std::string::npos)
-      << interrupted.Stdout;
-  EXPECT_EQ(ReadText("policy.txt"), "1200\n");
-}
-
 // Whether a PNG screenshot is black all over; fails the test when it cannot be read.
 bool AllBlack(const std::string& path) {
   const RgbPicture picture = ReadRgbPicture(path);
