@@ -17,14 +17,6 @@ using namespace screen_runs;
 constexpr uint32_t kController = 0x102B0534;  // the built-in machine's
 constexpr uint32_t kDirect3DTest = 0x400A;
 
-// What a run writes after its argument lines.
-std::string Protocol(const std::string& out) {
-  const size_t start = out.find("UpdatePercentage 0\n");
-  size_t end = out.find("LogMessage 14 20000 \"Test execution time");
-  if (end == std::string::npos) end = out.find("EndOfTest\n");
-  return start == std::string::npos ? out : out.substr(start, end == std::string::npos ? std::string::npos : end - start);
-}
-
 const char kLaunchedUnattended[] =
     "UpdatePercentage 0\nUpdatePercentage 1\nLogMessage 3 2 \"\" \"\"\nUpdatePercentage 5\nUpdatePercentage 25\n"
     "UpdatePercentage 35\nUpdatePercentage 40\nUpdatePercentage 45\nUpdatePercentage 50\nUpdatePercentage 60\n";
@@ -205,9 +197,7 @@ TEST_F(Direct3DRuns, EachLaunchResultHasItsCode) {
     const ProcessResult run =
         Run3D({"-interactive=false", "-VerifyChecksum=false"}, Direct3D("faulty.ini", std::string("Fails=") + c.Fails));
     EXPECT_EQ(run.Status, 1) << c.Fails;
-    const std::string protocol = Protocol(run.Stdout);
-    ASSERT_GE(protocol.size(), c.Tail.size()) << run.Stdout;
-    EXPECT_EQ(protocol.substr(protocol.size() - c.Tail.size()), c.Tail) << c.Fails << "\n" << run.Stdout;
+    EXPECT_EQ(LastBytes(Protocol(run.Stdout), c.Tail.size()), c.Tail) << c.Fails << "\n" << run.Stdout;
   }
 }
 

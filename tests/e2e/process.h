@@ -45,6 +45,11 @@ class RunningProcess {
   ProcessResult Result;
 };
 
+// The last `size` bytes of `text`, all of it when it is shorter.
+inline std::string LastBytes(const std::string& text, size_t size) {
+  return text.size() < size ? text : text.substr(text.size() - size);
+}
+
 // A fresh empty folder under the system's temporary folder.
 std::string MakeScratchDirectory();
 void RemoveDirectory(const std::string& path);

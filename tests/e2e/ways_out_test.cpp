@@ -24,8 +24,7 @@ class WaysOut : public ScreenRuns {
     ScreenRuns::SetUp();
     if (IsSkipped()) return;
     MakeMedia();
-    std::ifstream in(MESSAGES_FILE, std::ios::binary);
-    std::ofstream(Folder + "/raster-scan.msg", std::ios::binary) << in.rdbuf();
+    CopyIn(MESSAGES_FILE, "raster-scan.msg");
   }
   // The built-in machine keeping its mode in mode.txt, with `events` as its [Events].
   std::string ModeMachine(const std::string& events) const {
@@ -33,12 +32,9 @@ class WaysOut : public ScreenRuns {
   }
   // A machine of machines/ with both display state files, `extra` at its end.
   std::string PortMachine(const std::string& name, const std::string& extra) const {
-    std::ifstream in(std::string(MACHINES_DIR) + "/" + name + ".ini", std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    std::ofstream(Folder + "/ports.ini", std::ios::binary)
-        << text << "\n[DisplayPaths]\nStateFile=paths.txt\nModeFile=mode.txt\n" << extra;
-    std::ifstream ini(std::string(MACHINES_DIR) + "/videoport/" + name + ".ini", std::ios::binary);
-    std::ofstream(Folder + "/videoport.ini", std::ios::binary) << ini.rdbuf();
+    std::ofstream(Folder + "/ports.ini", std::ios::binary) << TextOf(std::string(MACHINES_DIR) + "/" + name + ".ini")
+                                                           << "\n[DisplayPaths]\nStateFile=paths.txt\nModeFile=mode.txt\n" << extra;
+    CopyIn(std::string(MACHINES_DIR) + "/videoport/" + name + ".ini", "videoport.ini");
     return Folder + "/ports.ini";
   }
 };
@@ -117,8 +113,7 @@ TEST_F(WaysOut, GraphicsPortTestPutsTheStartConfigurationBackOnEveryWayOut) {
                                 {{"RASTERSCAN_OPERATOR", "digit; digit; digit"}});
     EXPECT_EQ(run.Status, c.Status) << run.Stdout << run.Stderr;
     if (!c.Ending.empty()) {
-      ASSERT_GE(run.Stdout.size(), c.Ending.size() + 10);
-      EXPECT_EQ(run.Stdout.substr(run.Stdout.size() - c.Ending.size() - 10), c.Ending + "EndOfTest\n");
+      EXPECT_EQ(LastBytes(run.Stdout, c.Ending.size() + 10), c.Ending + "EndOfTest\n");
     }
     EXPECT_EQ(ReadText("paths.txt"), atStart);
   }
