@@ -174,10 +174,4 @@ inline std::string Protocol(const std::string& out) {
   return start == std::string::npos ? out : out.substr(start, end == std::string::npos ? std::string::npos : end - start);
 }
 
-inline size_t Count(const std::string& text, const std::string& what) {
-  size_t n = 0;
-  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
-  return n;
-}
-
 }  // namespace screen_runs
