@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 runs=${1:-100000}
 writers=${2:-16}
-bench=build/tests/shell/store/bench-store
+bench=build/tools/bench-store
 db=build/bench-store-db
 bash tools/depot-db.sh drop "$db"
 trap 'bash tools/depot-db.sh drop "$db"; rm -f build/bench-store.sqlite*' EXIT

@@ -23,37 +23,34 @@ ProcessResult RunProbe(const std::vector<std::string>& args) {
   return result;
 }
 
-size_t Count(const std::string& text, const std::string& what) {
-  size_t n = 0;
-  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
-  return n;
-}
-
 // A Windows command line holds at most 32,767 characters.
 size_t LongLength(size_t wanted) { return E2eTarget::Current().UnderLauncher() ? wanted / 8 : wanted; }
 
-TEST(BadInput, LongValueIsCarriedWhole) {
+// A long value, a long unknown name, values full of equals signs: each carried whole.
+TEST(BadInput, LongWordsAndEqualsSignsAreCarriedWhole) {
   const std::string value(LongLength(100000), 'v');
-  ProcessResult result = RunProbe({"-subtest=ProbeTest", "-Level=" + value});
-  EXPECT_EQ(result.Status, 0);
-  EXPECT_NE(result.Stdout.find("LogMessage 14 20000 \"Level=" + value + "\" \"\"\n"), std::string::npos);
-}
-
-TEST(BadInput, LongUnknownNameIsReportedLowered) {
-  const std::string name = "-" + std::string(LongLength(50000), 'N');
-  ProcessResult result = RunProbe({"-subtest=ProbeTest", "-Level=x", name + "=1"});
-  EXPECT_EQ(result.Status, 1);
-  EXPECT_EQ(result.Stdout, "LogMessage 15 20003 \"-" + std::string(name.size() - 1, 'n') +
-                               "\" \"\"\nLogMessage 15 20002 \"\" \"\"\nTestFailed 990520\nEndOfTest\n");
-}
-
-TEST(BadInput, ManyEqualsSignsStayInTheValue) {
-  ProcessResult result = RunProbe({"-subtest=ProbeTest", "-Level====a=b==", "-Retries==3"});
-  EXPECT_EQ(result.Status, 1);  // "=3" is no integer
-  EXPECT_NE(result.Stdout.find("LogMessage 15 20005 \"-retries\" \"\"\n"), std::string::npos);
-  result = RunProbe({"-subtest=ProbeTest", "-Level====a=b=="});
-  EXPECT_EQ(result.Status, 0);
-  EXPECT_NE(result.Stdout.find("\"Level====a=b==\""), std::string::npos);
+  const std::string name(LongLength(50000), 'N');
+  const struct {
+    std::vector<std::string> Arguments;
+    int Status;
+    std::string Said;
+  } cases[] = {
+      {{"-Level=" + value}, 0, "LogMessage 14 20000 \"Level=" + value + "\" \"\"\n"},
+      // An unknown name is reported lowered.
+      {{"-Level=x", "-" + name + "=1"}, 1,
+       "LogMessage 15 20003 \"-" + std::string(name.size(), 'n') +
+           "\" \"\"\nLogMessage 15 20002 \"\" \"\"\nTestFailed 990520\nEndOfTest\n"},
+      {{"-Level====a=b=="}, 0, "\"Level====a=b==\""},
+      {{"-Level====a=b==", "-Retries==3"}, 1, "LogMessage 15 20005 \"-retries\" \"\"\n"},  // "=3" is no integer
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Arguments.back().substr(0, 20));
+    std::vector<std::string> args{"-subtest=ProbeTest"};
+    args.insert(args.end(), c.Arguments.begin(), c.Arguments.end());
+    const ProcessResult result = RunProbe(args);
+    EXPECT_EQ(result.Status, c.Status);
+    EXPECT_NE(result.Stdout.find(c.Said), std::string::npos);
+  }
 }
 
 TEST(BadInput, BytesAboveAsciiPassThroughUnchanged) {

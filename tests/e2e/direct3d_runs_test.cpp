@@ -17,14 +17,6 @@ using namespace screen_runs;
 constexpr uint32_t kController = 0x102B0534;  // the built-in machine's
 constexpr uint32_t kDirect3DTest = 0x400A;
 
-// What a run writes after its argument lines.
-std::string Protocol(const std::string& out) {
-  const size_t start = out.find("UpdatePercentage 0\n");
-  size_t end = out.find("LogMessage 14 20000 \"Test execution time");
-  if (end == std::string::npos) end = out.find("EndOfTest\n");
-  return start == std::string::npos ? out : out.substr(start, end == std::string::npos ? std::string::npos : end - start);
-}
-
 const char kLaunchedUnattended[] =
     "UpdatePercentage 0\nUpdatePercentage 1\nLogMessage 3 2 \"\" \"\"\nUpdatePercentage 5\nUpdatePercentage 25\n"
     "UpdatePercentage 35\nUpdatePercentage 40\nUpdatePercentage 45\nUpdatePercentage 50\nUpdatePercentage 60\n";
@@ -158,56 +150,37 @@ TEST_F(Direct3DRuns, EachMissingSupportFileIsNamed) {
   EXPECT_EQ(Run3D({"-interactive=false", "-VerifyChecksum=false"}).Status, 0);
 }
 
-TEST_F(Direct3DRuns, ALibraryThatDoesNotLoadOrCreateFails) {
-  // Present but no library: the load fails (8506, message 49).
-  Write("d3dim9.dll", Bytes{'n', 'o', 't', ' ', 'a', ' ', 'l', 'i', 'b'});
-  ProcessResult run = Run3D({"-interactive=false", "-VerifyChecksum=false"});
-  EXPECT_EQ(run.Status, 1);
-  EXPECT_NE(run.Stdout.find("UpdatePercentage 5\nUpdatePercentage 25\nLogMessage 8 49 \"\" \"\"\nLogMessage 8 4 \"\" \"\"\n"
-                            "ReportFailure 8506\n"),
-            std::string::npos)
-      << run.Stdout;
-  MakeMedia();
-
-  // A helper the library cannot load is a failed create: 990373, nothing launched.
-  Write("D3DX9_26.dll", Bytes{'M', 'Z'});
-  run = Run3D({"-interactive=false", "-VerifyChecksum=false"});
-  EXPECT_EQ(run.Status, 1);
-  EXPECT_NE(run.Stdout.find("UpdatePercentage 35\nUpdatePercentage 40\nUpdatePercentage 80\nUpdatePercentage 90\n"
-                            "LogMessage 8 4 \"\" \"\"\nReportFailure 990373\n"),
-            std::string::npos)
-      << run.Stdout;
-  MakeMedia();
-
-  // So is a picture the library cannot read, and a machine without Direct3D 9.
-  Write("BW.BMP", Bytes{'B', 'M', 0, 0});
-  EXPECT_NE(Run3D({"-interactive=false", "-VerifyChecksum=false"}).Stdout.find("ReportFailure 990373\n"), std::string::npos);
-  MakeMedia();
-  run = Run3D({"-interactive=false", "-VerifyChecksum=false"}, Direct3D("no-d3d.ini", "Runtime=false"));
-  EXPECT_NE(run.Stdout.find("UpdatePercentage 40\nUpdatePercentage 80\n"), std::string::npos) << run.Stdout;
-  EXPECT_NE(run.Stdout.find("ReportFailure 990373\n"), std::string::npos);
-}
-
-TEST_F(Direct3DRuns, EachLaunchResultHasItsCode) {
-  struct Case {
-    const char* Fails;
+// Whatever fails, the library, a file it reads or the machine's Direct3D, the run ends with its code.
+TEST_F(Direct3DRuns, EachFaultOfTheLibraryOrTheMachineHasItsCode) {
+  const std::string lost = "UpdatePercentage 80\nUpdatePercentage 90\nLogMessage 8 4 \"\" \"\"\n";
+  const struct {
+    const char* File;  // a file of the kit spoiled with `Spoilt`; empty for none
+    std::string Spoilt;
+    const char* Keys;  // the machine's [Direct3D] keys; empty for the small machine
     std::string Tail;
   } cases[] = {
-      // -1: no device; -2: textures refused; both raise.
-      {"CreateDevice", "UpdatePercentage 45\nLogMessage 8 218 \"\" \"\"\nTestFailed 990669 \"\"\n"},
-      {"CreateTexture", "UpdatePercentage 45\nLogMessage 8 219 \"\" \"\"\nTestFailed 990670 \"\"\n"},
+      // Present but no library: the load fails (8506, message 49).
+      {"d3dim9.dll", "not a lib", "",
+       "UpdatePercentage 5\nUpdatePercentage 25\nLogMessage 8 49 \"\" \"\"\nLogMessage 8 4 \"\" \"\"\nReportFailure 8506\n"},
+      // A helper the library cannot load, a picture it cannot read and a machine without Direct3D 9
+      // are a failed create: 990373, nothing launched.
+      {"D3DX9_26.dll", "MZ", "", "UpdatePercentage 35\nUpdatePercentage 40\n" + lost + "ReportFailure 990373\n"},
+      {"BW.BMP", std::string("BM\0\0", 4), "", "UpdatePercentage 40\n" + lost + "ReportFailure 990373\n"},
+      {"", "", "Runtime=false", "UpdatePercentage 40\n" + lost + "ReportFailure 990373\n"},
+      // Launch results -1, no device, and -2, textures refused, raise.
+      {"", "", "Fails=CreateDevice", "UpdatePercentage 45\nLogMessage 8 218 \"\" \"\"\nTestFailed 990669 \"\"\n"},
+      {"", "", "Fails=CreateTexture", "UpdatePercentage 45\nLogMessage 8 219 \"\" \"\"\nTestFailed 990670 \"\"\n"},
       // -3: the device lost; the sequence goes on to the delete.
-      {"Present",
-       "UpdatePercentage 45\nUpdatePercentage 50\nUpdatePercentage 80\nUpdatePercentage 90\nLogMessage 8 4 \"\" \"\"\n"
-       "ReportFailure 990372\n"},
+      {"", "", "Fails=Present", "UpdatePercentage 45\nUpdatePercentage 50\n" + lost + "ReportFailure 990372\n"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
+    SCOPED_TRACE(*c.File != 0 ? c.File : c.Keys);
+    if (*c.File != 0) Write(c.File, Bytes(c.Spoilt.begin(), c.Spoilt.end()));
     const ProcessResult run =
-        Run3D({"-interactive=false", "-VerifyChecksum=false"}, Direct3D("faulty.ini", std::string("Fails=") + c.Fails));
-    EXPECT_EQ(run.Status, 1) << c.Fails;
-    const std::string protocol = Protocol(run.Stdout);
-    ASSERT_GE(protocol.size(), c.Tail.size()) << run.Stdout;
-    EXPECT_EQ(protocol.substr(protocol.size() - c.Tail.size()), c.Tail) << c.Fails << "\n" << run.Stdout;
+        Run3D({"-interactive=false", "-VerifyChecksum=false"}, *c.Keys == 0 ? "" : Direct3D("faulty.ini", c.Keys));
+    EXPECT_EQ(run.Status, 1);
+    EXPECT_EQ(LastBytes(Protocol(run.Stdout), c.Tail.size()), c.Tail) << run.Stdout;
+    if (*c.File != 0) MakeMedia();
   }
 }
 

@@ -23,29 +23,19 @@ const char kDvi1[] = " Type Of Port: DVI, Connnector Instance : 1\n";
 // An operator who types the digit that each port's screen shows.
 const char kConfirms[] = "digit; digit; digit; digit";
 
-// What a run writes after its argument lines, up to the manager's closing lines.
-std::string Protocol(const std::string& out) {
-  const size_t start = out.find("UpdatePercentage 0\n");
-  size_t end = out.find("LogMessage 14 20000 \"Test execution time");
-  if (end == std::string::npos) end = out.find("EndOfTest\n");
-  return start == std::string::npos ? out : out.substr(start, end == std::string::npos ? std::string::npos : end - start);
-}
-
 class PortRuns : public ScreenRuns {
  protected:
   void SetUp() override {
     ScreenRuns::SetUp();
     if (IsSkipped()) return;
     MakeMedia();
-    std::ifstream in(MESSAGES_FILE, std::ios::binary);
-    std::ofstream(Folder + "/raster-scan.msg", std::ios::binary) << in.rdbuf();
+    CopyIn(MESSAGES_FILE, "raster-scan.msg");
   }
   // A machine of machines/ copied into the folder, its display configuration kept in
   // display-state.txt beside it; `extra` goes on at its end, `edit` may change its text first.
   std::string PortMachine(const std::string& name, const std::string& extra = "",
                           void (*edit)(std::string& text) = nullptr) {
-    std::ifstream in(std::string(MACHINES_DIR) + "/" + name + ".ini", std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::string text = TextOf(std::string(MACHINES_DIR) + "/" + name + ".ini");
     if (edit != nullptr) edit(text);
     const size_t paths = text.find("[DisplayPaths]\n");
     const std::string state = "StateFile=display-state.txt\n";
@@ -54,10 +44,7 @@ class PortRuns : public ScreenRuns {
     std::ofstream(Folder + "/" + name + ".ini", std::ios::binary) << text << extra;
     return Folder + "/" + name + ".ini";
   }
-  void UseIni(const std::string& sample) {
-    std::ifstream in(std::string(MACHINES_DIR) + "/videoport/" + sample + ".ini", std::ios::binary);
-    std::ofstream(Folder + "/videoport.ini", std::ios::binary) << in.rdbuf();
-  }
+  void UseIni(const std::string& sample) { CopyIn(std::string(MACHINES_DIR) + "/videoport/" + sample + ".ini", "videoport.ini"); }
   void WriteIni(const std::string& text) { std::ofstream(Folder + "/videoport.ini", std::ios::binary) << text; }
   ProcessResult Ports(const std::string& machine, std::vector<std::string> args, const std::string& script = kConfirms) {
     ProcessResult result = Run("GraphicsPortTest", std::move(args), machine, {{"RASTERSCAN_OPERATOR", script}});

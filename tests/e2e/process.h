@@ -45,6 +45,18 @@ class RunningProcess {
   ProcessResult Result;
 };
 
+// The last `size` bytes of `text`, all of it when it is shorter.
+inline std::string LastBytes(const std::string& text, size_t size) {
+  return text.size() < size ? text : text.substr(text.size() - size);
+}
+
+// How often `what` occurs in `text`.
+inline size_t Count(const std::string& text, const std::string& what) {
+  size_t n = 0;
+  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
+  return n;
+}
+
 // A fresh empty folder under the system's temporary folder.
 std::string MakeScratchDirectory();
 void RemoveDirectory(const std::string& path);

@@ -34,20 +34,25 @@ class ScreenRuns : public ::testing::Test {
     if (!Folder.empty()) RemoveDirectory(Folder);
   }
 
-  // Runs the program in the folder; `machine` is a machine file's path, empty for the built-in one;
+  // The program in the folder; `machine` is a machine file's path, empty for the built-in one;
   // `environment` is added to the test's own.
-  ProcessResult Run(const std::string& subtest, std::vector<std::string> args, const std::string& machine = "",
-                    const std::map<std::string, std::string>& environment = {}) {
+  ProcessOptions Options(const std::string& subtest, const std::vector<std::string>& args,
+                         const std::string& machine = "",
+                         const std::map<std::string, std::string>& environment = {}) const {
     const E2eTarget target = E2eTarget::Current();
     ProcessOptions options;
     options.Argv = target.Command(target.Program);
-    args.insert(args.begin(), "-subtest=" + subtest);
+    options.Argv.push_back("-subtest=" + subtest);
     options.Argv.insert(options.Argv.end(), args.begin(), args.end());
     options.WorkingDirectory = Folder;
     options.Environment = target.Environment();
     if (!machine.empty()) options.Environment["RASTERSCAN_MACHINE"] = machine;
     for (const auto& [name, value] : environment) options.Environment[name] = value;
-    return RunProcess(options);
+    return options;
+  }
+  ProcessResult Run(const std::string& subtest, const std::vector<std::string>& args, const std::string& machine = "",
+                    const std::map<std::string, std::string>& environment = {}) {
+    return RunProcess(Options(subtest, args, machine, environment));
   }
 
   // The media kit's files in the folder.
@@ -59,11 +64,18 @@ class ScreenRuns : public ::testing::Test {
 
   // A machine file in the folder: the built-in machine with `extra` sections behind it.
   std::string Machine(const std::string& name, const std::string& extra) const {
-    std::ifstream in(std::string(MACHINES_DIR) + "/default.ini", std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     const std::string path = Folder + "/" + name;
-    std::ofstream(path, std::ios::binary) << text << "\n" << extra;
+    std::ofstream(path, std::ios::binary) << TextOf(std::string(MACHINES_DIR) + "/default.ini") << "\n" << extra;
     return path;
+  }
+  static std::string TextOf(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  }
+  // A file copied into the folder as `name`.
+  void CopyIn(const std::string& from, const std::string& name) const {
+    std::ifstream in(from, std::ios::binary);
+    std::ofstream(Folder + "/" + name, std::ios::binary) << in.rdbuf();
   }
 
   Bytes Read(const std::string& name) const {
@@ -154,10 +166,12 @@ inline Bytes ExpectedRecords(const std::vector<Calibrated>& modes, uint32_t cont
   return expected;
 }
 
-inline size_t Count(const std::string& text, const std::string& what) {
-  size_t n = 0;
-  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
-  return n;
+// What a run writes after its argument lines, up to the manager's closing lines.
+inline std::string Protocol(const std::string& out) {
+  const size_t start = out.find("UpdatePercentage 0\n");
+  size_t end = out.find("LogMessage 14 20000 \"Test execution time");
+  if (end == std::string::npos) end = out.find("EndOfTest\n");
+  return start == std::string::npos ? out : out.substr(start, end == std::string::npos ? std::string::npos : end - start);
 }
 
 }  // namespace screen_runs

@@ -120,28 +120,6 @@ TEST_F(ScreenSubtestRuns, BltAnalysisFindsThePlantedPixelAndTheCaptureShowsTheWi
   EXPECT_GT(red, 20);
 }
 
-TEST_F(ScreenSubtestRuns, LineCalibrationThenAChangedRecordFailsAfterItsRetryWithoutDumps) {
-  const ProcessResult calibration = Run("LineTest", {"-interactive=false", "-Calibrate=true"}, Small);
-  ASSERT_EQ(calibration.Status, 0) << calibration.Stdout;
-  const std::vector<Calibrated> modes = CalibratedModes(calibration.Stdout);
-  ASSERT_EQ(modes.size(), 3u);
-  Bytes file = Read("ZR_VIDEO.DAT");
-  EXPECT_EQ(file, ExpectedRecords(modes, kController, 0x40));
-
-  const ProcessResult field = Run("LineTest", {"-interactive=false", "-Mode800x600x16=true"}, Small);
-  EXPECT_EQ(field.Status, 0) << field.Stdout;
-
-  file[2 * 32 + 20] ^= 0x10;  // the 800x600x16 sum
-  Write("ZR_VIDEO.DAT", file);
-  const ProcessResult mismatch =
-      Run("LineTest", {"-interactive=false", "-Mode800x600x16=true", "-AnalyzeEnable=true", "-AnalyzeAlways=true"}, Small);
-  EXPECT_EQ(mismatch.Status, 1);
-  EXPECT_EQ(Count(mismatch.Stdout, "LogMessage 8 20000 \"Retrying due to Checksum failure...\" \"\"\n"), 1u);
-  EXPECT_EQ(Count(mismatch.Stdout, "LogMessage 8 209 \"\" \"\"\n"), 2u);
-  EXPECT_NE(mismatch.Stdout.find("ReportFailure 990408\nEndOfTest\n"), std::string::npos) << mismatch.Stdout;
-  EXPECT_EQ(FilesLeft(), KitAnd({"ZR_VIDEO.DAT"}));
-}
-
 TEST_F(ScreenSubtestRuns, PaletteCalibrationThenFieldRunsAndFourWindowsOnAMismatch) {
   const ProcessResult calibration =
       Run("PaletteTest", {"-interactive=false", "-Calibrate=true", "-Resolution=800x600x8"}, Small);
@@ -182,6 +160,7 @@ TEST_F(ScreenSubtestRuns, AStuckFrameBufferPixelFailsEveryScreenSubtestAndTheAna
   ASSERT_EQ(Run("PaletteTest", {"-interactive=false", "-Calibrate=true", "-Resolution=800x600x8"}, Small).Status, 0);
   // A good machine passes what it calibrated.
   ASSERT_EQ(Run("ModeTest", {"-interactive=false", "-Mode640x480x32=true"}, Small).Status, 0);
+  ASSERT_EQ(Run("LineTest", {"-interactive=false", "-Mode800x600x16=true"}, Small).Status, 0);
 
   const std::vector<std::string> analyze{"-interactive=false", "-Mode640x480x32=true", "-AnalyzeEnable=true",
                                          "-AnalyzeLogFile=true", "-CaptureScreen=true"};

@@ -29,8 +29,7 @@ class VideoMemoryRuns : public ScreenRuns {
 
   // The built-in machine started a day later, with `extra` sections.
   std::string NextDay(const std::string& extra) const {
-    std::ifstream in(std::string(MACHINES_DIR) + "/default.ini", std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::string text = TextOf(std::string(MACHINES_DIR) + "/default.ini");
     const std::string start = "StartTick=0\n";
     const size_t at = text.find(start);
     EXPECT_NE(at, std::string::npos);
@@ -63,8 +62,7 @@ TEST_F(VideoMemoryRuns, EachFailingStepEndsWithItsCodeAfterItsPercentageOnEveryT
     EXPECT_EQ(run.Status, 1);
     const std::string closing =
         std::string("UpdatePercentage ") + c.Percentage + "\nReportFailure " + c.Code + "\nEndOfTest\n";
-    ASSERT_GE(run.Stdout.size(), closing.size()) << run.Stdout;
-    EXPECT_EQ(run.Stdout.substr(run.Stdout.size() - closing.size()), closing) << run.Stdout;
+    EXPECT_EQ(LastBytes(run.Stdout, closing.size()), closing) << run.Stdout;
     // The retry failed the same way; a window that went left the next one free to take the screen.
     EXPECT_EQ(Count(run.Stdout, std::string("UpdatePercentage ") + c.Percentage + "\n"), 2u) << run.Stdout;
     EXPECT_EQ(Count(run.Stdout, "UpdatePercentage 55\n"), 2u) << run.Stdout;

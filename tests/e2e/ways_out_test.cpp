@@ -24,8 +24,7 @@ class WaysOut : public ScreenRuns {
     ScreenRuns::SetUp();
     if (IsSkipped()) return;
     MakeMedia();
-    std::ifstream in(MESSAGES_FILE, std::ios::binary);
-    std::ofstream(Folder + "/raster-scan.msg", std::ios::binary) << in.rdbuf();
+    CopyIn(MESSAGES_FILE, "raster-scan.msg");
   }
   // The built-in machine keeping its mode in mode.txt, with `events` as its [Events].
   std::string ModeMachine(const std::string& events) const {
@@ -33,12 +32,9 @@ class WaysOut : public ScreenRuns {
   }
   // A machine of machines/ with both display state files, `extra` at its end.
   std::string PortMachine(const std::string& name, const std::string& extra) const {
-    std::ifstream in(std::string(MACHINES_DIR) + "/" + name + ".ini", std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    std::ofstream(Folder + "/ports.ini", std::ios::binary)
-        << text << "\n[DisplayPaths]\nStateFile=paths.txt\nModeFile=mode.txt\n" << extra;
-    std::ifstream ini(std::string(MACHINES_DIR) + "/videoport/" + name + ".ini", std::ios::binary);
-    std::ofstream(Folder + "/videoport.ini", std::ios::binary) << ini.rdbuf();
+    std::ofstream(Folder + "/ports.ini", std::ios::binary) << TextOf(std::string(MACHINES_DIR) + "/" + name + ".ini")
+                                                           << "\n[DisplayPaths]\nStateFile=paths.txt\nModeFile=mode.txt\n" << extra;
+    CopyIn(std::string(MACHINES_DIR) + "/videoport/" + name + ".ini", "videoport.ini");
     return Folder + "/ports.ini";
   }
 };
@@ -117,21 +113,37 @@ TEST_F(WaysOut, GraphicsPortTestPutsTheStartConfigurationBackOnEveryWayOut) {
                                 {{"RASTERSCAN_OPERATOR", "digit; digit; digit"}});
     EXPECT_EQ(run.Status, c.Status) << run.Stdout << run.Stderr;
     if (!c.Ending.empty()) {
-      ASSERT_GE(run.Stdout.size(), c.Ending.size() + 10);
-      EXPECT_EQ(run.Stdout.substr(run.Stdout.size() - c.Ending.size() - 10), c.Ending + "EndOfTest\n");
+      EXPECT_EQ(LastBytes(run.Stdout, c.Ending.size() + 10), c.Ending + "EndOfTest\n");
     }
     EXPECT_EQ(ReadText("paths.txt"), atStart);
   }
 }
 
-TEST_F(WaysOut, AClosedConsolePutsThePowerPolicyBack) {
-  for (const char* events : {"ConsoleCloseAtPolicyWrite=1\n", "ConsoleCloseAtTime=3000\n"}) {
-    SCOPED_TRACE(events);
+// Each stop lands right after the time-out went to 2 seconds, or later while the operator waits.
+TEST_F(WaysOut, AStopOrAClosedConsolePutsThePowerPolicyBack) {
+  const struct {
+    const char* Events;
+    const char* Script;
+    int Status;
+    const char* Said;  // on standard output
+  } cases[] = {
+      // The kill file is seen after the time-out is put back: the run ends with 24.
+      {"KillFileAtPolicyWrite=1 .\\kill.ctl\n", "answer ok; say-if-blank", 1, "LogMessage 8 24 \"\" \"\"\nEndOfTest\n"},
+      // The configured prompts watch for Ctrl+C: each ends at once, and each attempt puts it back.
+      {"ConsoleBreakAtPolicyWrite=1\n", "answer ok", 1, "Process received request to terminate."},
+      {"ConsoleCloseAtPolicyWrite=1\n", "answer ok; wait 60000", kClosedStatus, ""},
+      {"ConsoleCloseAtTime=3000\n", "answer ok; wait 60000", kClosedStatus, ""},
+  };
+  std::ofstream(Folder + "/diagconf.ini") << "[WindowSettings]\n";
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Events);
+    std::remove((Folder + "/kill.ctl").c_str());
     std::ofstream(Folder + "/policy.txt") << "1200\n";
     const std::string machine = Folder + "/power.ini";
-    std::ofstream(machine) << "[Clock]\nMode=virtual\n[Power]\nPolicyFile=policy.txt\n[Events]\n" << events;
-    const ProcessResult run = Run("VideoPowerManagementTest", {}, machine, {{"RASTERSCAN_OPERATOR", "answer ok; wait 60000"}});
-    EXPECT_EQ(run.Status, kClosedStatus) << run.Stdout << run.Stderr;
+    std::ofstream(machine) << "[Clock]\nMode=virtual\n[Power]\nPolicyFile=policy.txt\n[Events]\n" << c.Events;
+    const ProcessResult run = Run("VideoPowerManagementTest", {}, machine, {{"RASTERSCAN_OPERATOR", c.Script}});
+    EXPECT_EQ(run.Status, c.Status) << run.Stdout << run.Stderr;
+    EXPECT_NE(run.Stdout.find(c.Said), std::string::npos) << run.Stdout;
     EXPECT_EQ(ReadText("policy.txt"), "1200\n");
   }
 }
