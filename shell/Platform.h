@@ -35,7 +35,7 @@ public:
 };
 
 // Starts the program; null and a reason when it cannot be started.
-std::unique_ptr<Process> Spawn(const SpawnSpec& spec, std::string& error);
+std::unique_ptr<Process> Spawn(const SpawnSpec& launch, std::string& error);
 
 // Ctrl+C (and a termination request) sets the flag instead of ending the shell.
 void InstallInterruptHandler(std::atomic<bool>* flag);

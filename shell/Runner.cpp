@@ -77,9 +77,9 @@ double SecondsSince(std::chrono::steady_clock::time_point start) {
 
 }  // namespace
 
-bool RunToEnd(const shellos::SpawnSpec& spec, double timeout, std::string& out, std::string& err,
+bool RunToEnd(const shellos::SpawnSpec& launch, double timeout, std::string& out, std::string& err,
               shellos::ExitInfo& exit, std::string& error) {
-    auto process = shellos::Spawn(spec, error);
+    auto process = shellos::Spawn(launch, error);
     if (!process) return false;
     std::thread outReader([&] { ReadLinesFrom(*process, 1, [&](const std::string& l) { out += l + "\n"; }); });
     std::thread errReader([&] { ReadLinesFrom(*process, 2, [&](const std::string& l) { err += l + "\n"; }); });
@@ -291,28 +291,28 @@ void Runner::RunStep(const Step& step) {
         if (ec) problem = "videoport.ini could not be put in place from " + videoport + ": " + ec.message();
     }
 
-    shellos::SpawnSpec spec;
-    spec.program = options_.program;
-    spec.args.push_back("-subtest=" + step.subtest);
+    shellos::SpawnSpec launch;
+    launch.program = options_.program;
+    launch.args.push_back("-subtest=" + step.subtest);
     bool hasLocale = false;
     for (const auto& a : step.arguments) {
-        spec.args.push_back(a);
+        launch.args.push_back(a);
         std::string lowered = a.substr(0, 8);
         std::transform(lowered.begin(), lowered.end(), lowered.begin(), ::tolower);
         hasLocale = hasLocale || lowered == "-locale=";
     }
-    if (!hasLocale) spec.args.push_back("-locale=" + options_.locale);
-    spec.workdir = workDir.string();
-    if (machine.empty()) spec.unsetEnv.push_back("RASTERSCAN_MACHINE");
-    else spec.setEnv.emplace_back("RASTERSCAN_MACHINE", machine);
-    if (step.hasOperator) spec.setEnv.emplace_back("RASTERSCAN_OPERATOR", step.operatorScript);
-    else spec.unsetEnv.push_back("RASTERSCAN_OPERATOR");
-    if (!step.clock.empty()) spec.setEnv.emplace_back("RASTERSCAN_CLOCK", step.clock);
-    if (step.screenshots) spec.setEnv.emplace_back("RASTERSCAN_SCREENSHOTS", (stepDir / "screenshots").string());
-    else spec.unsetEnv.push_back("RASTERSCAN_SCREENSHOTS");
+    if (!hasLocale) launch.args.push_back("-locale=" + options_.locale);
+    launch.workdir = workDir.string();
+    if (machine.empty()) launch.unsetEnv.push_back("RASTERSCAN_MACHINE");
+    else launch.setEnv.emplace_back("RASTERSCAN_MACHINE", machine);
+    if (step.hasOperator) launch.setEnv.emplace_back("RASTERSCAN_OPERATOR", step.operatorScript);
+    else launch.unsetEnv.push_back("RASTERSCAN_OPERATOR");
+    if (!step.clock.empty()) launch.setEnv.emplace_back("RASTERSCAN_CLOCK", step.clock);
+    if (step.screenshots) launch.setEnv.emplace_back("RASTERSCAN_SCREENSHOTS", (stepDir / "screenshots").string());
+    else launch.unsetEnv.push_back("RASTERSCAN_SCREENSHOTS");
 
     std::unique_ptr<shellos::Process> process;
-    if (problem.empty()) process = shellos::Spawn(spec, problem);
+    if (problem.empty()) process = shellos::Spawn(launch, problem);
     fs::path killFile = workDir / "kill.ctl";
     bool wroteKillFile = false;
     if (!process) {

@@ -70,7 +70,7 @@ private:
 };
 
 // Runs a program to its end (or `timeout` seconds, then ends it) and keeps what it wrote.
-bool RunToEnd(const shellos::SpawnSpec& spec, double timeout, std::string& out, std::string& err,
+bool RunToEnd(const shellos::SpawnSpec& launch, double timeout, std::string& out, std::string& err,
               shellos::ExitInfo& exit, std::string& error);
 
 // "2026-11-25T19:00:00Z"

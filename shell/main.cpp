@@ -61,11 +61,11 @@ shell::MessageCatalogue LoadCatalogue(const fs::path& path) {
 
 // Asks the program something; its standard output, or empty and a line on standard error.
 std::string Ask(const std::string& program, const std::string& question, const std::string& machine) {
-    shellos::SpawnSpec spec{program, {question}, "", {}, {}};
-    if (!machine.empty()) spec.setEnv.emplace_back("RASTERSCAN_MACHINE", machine);
+    shellos::SpawnSpec launch{program, {question}, "", {}, {}};
+    if (!machine.empty()) launch.setEnv.emplace_back("RASTERSCAN_MACHINE", machine);
     std::string out, err, error;
     shellos::ExitInfo exit;
-    if (!shell::RunToEnd(spec, 60, out, err, exit, error)) {
+    if (!shell::RunToEnd(launch, 60, out, err, exit, error)) {
         std::cerr << "error: " << program << " " << question << ": " << error << std::endl;
         return "";
     }

@@ -78,23 +78,23 @@ void OnInterrupt(int) {
 
 }  // namespace
 
-std::unique_ptr<Process> Spawn(const SpawnSpec& spec, std::string& error) {
+std::unique_ptr<Process> Spawn(const SpawnSpec& launch, std::string& error) {
     // Everything the child needs is made before the fork: after it only plain system calls.
     std::vector<std::string> envText;
     for (char** e = environ; *e; ++e) {
         std::string entry = *e;
         std::string name = entry.substr(0, entry.find('='));
         bool drop = false;
-        for (const auto& u : spec.unsetEnv) drop = drop || u == name;
-        for (const auto& s : spec.setEnv) drop = drop || s.first == name;
+        for (const auto& u : launch.unsetEnv) drop = drop || u == name;
+        for (const auto& s : launch.setEnv) drop = drop || s.first == name;
         if (!drop) envText.push_back(entry);
     }
-    for (const auto& s : spec.setEnv) envText.push_back(s.first + "=" + s.second);
+    for (const auto& s : launch.setEnv) envText.push_back(s.first + "=" + s.second);
     std::vector<char*> envp;
     for (auto& e : envText) envp.push_back(e.data());
     envp.push_back(nullptr);
-    std::vector<std::string> argText{spec.program};
-    argText.insert(argText.end(), spec.args.begin(), spec.args.end());
+    std::vector<std::string> argText{launch.program};
+    argText.insert(argText.end(), launch.args.begin(), launch.args.end());
     std::vector<char*> argv;
     for (auto& a : argText) argv.push_back(a.data());
     argv.push_back(nullptr);
@@ -121,7 +121,7 @@ std::unique_ptr<Process> Spawn(const SpawnSpec& spec, std::string& error) {
         dup2(out[1], 1);
         dup2(err[1], 2);
         int code = 0;
-        if (!spec.workdir.empty() && chdir(spec.workdir.c_str()) != 0) code = errno;
+        if (!launch.workdir.empty() && chdir(launch.workdir.c_str()) != 0) code = errno;
         if (code == 0) {
             execve(argv[0], argv.data(), envp.data());
             code = errno;

@@ -73,7 +73,7 @@ BOOL WINAPI OnConsoleEvent(DWORD type) {
 
 }  // namespace
 
-std::unique_ptr<Process> Spawn(const SpawnSpec& spec, std::string& error) {
+std::unique_ptr<Process> Spawn(const SpawnSpec& launch, std::string& error) {
     // The environment block: the shell's own, with the step's changes, sorted as Windows wants it.
     std::map<std::string, std::string> env;
     if (LPCH block = GetEnvironmentStringsA()) {
@@ -84,14 +84,14 @@ std::unique_ptr<Process> Spawn(const SpawnSpec& spec, std::string& error) {
         }
         FreeEnvironmentStringsA(block);
     }
-    for (const auto& u : spec.unsetEnv) env.erase(u);
-    for (const auto& s : spec.setEnv) env[s.first] = s.second;
+    for (const auto& u : launch.unsetEnv) env.erase(u);
+    for (const auto& s : launch.setEnv) env[s.first] = s.second;
     std::string envBlock;
     for (const auto& kv : env) envBlock += kv.first + "=" + kv.second + '\0';
     envBlock += '\0';
 
-    std::string commandLine = Quote(spec.program);
-    for (const auto& a : spec.args) commandLine += " " + Quote(a);
+    std::string commandLine = Quote(launch.program);
+    for (const auto& a : launch.args) commandLine += " " + Quote(a);
 
     SECURITY_ATTRIBUTES sa{sizeof sa, nullptr, TRUE};
     HANDLE outRead, outWrite, errRead, errWrite;
@@ -115,7 +115,7 @@ std::unique_ptr<Process> Spawn(const SpawnSpec& spec, std::string& error) {
     PROCESS_INFORMATION pi{};
     // A process group of its own: Ctrl+C reaches the shell, which stops the step through kill.ctl.
     BOOL ok = CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, TRUE, CREATE_NEW_PROCESS_GROUP,
-                             envBlock.data(), spec.workdir.empty() ? nullptr : spec.workdir.c_str(), &si, &pi);
+                             envBlock.data(), launch.workdir.empty() ? nullptr : launch.workdir.c_str(), &si, &pi);
     DWORD lastError = GetLastError();
     CloseHandle(outWrite);
     CloseHandle(errWrite);

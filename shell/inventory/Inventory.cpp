@@ -9,12 +9,12 @@ nlohmann::json ParseInventory(const std::string& output) {
 }
 
 nlohmann::json ReadInventory(const std::string& program, const std::string& machine, std::string* problem) {
-  shellos::SpawnSpec spec{program, {}, "", {}, {}};
-  if (!machine.empty()) spec.setEnv.emplace_back("RASTERSCAN_MACHINE", machine);
+  shellos::SpawnSpec launch{program, {}, "", {}, {}};
+  if (!machine.empty()) launch.setEnv.emplace_back("RASTERSCAN_MACHINE", machine);
   std::string out, err, error;
   shellos::ExitInfo exit;
   // An inventory takes well under a second; a minute means it hangs.
-  const bool ended = shell::RunToEnd(spec, 60, out, err, exit, error);
+  const bool ended = shell::RunToEnd(launch, 60, out, err, exit, error);
   const bool clean = ended && !exit.crashed && exit.code == 0;
   nlohmann::json hardware = clean ? ParseInventory(out) : nlohmann::json(nullptr);
   if (hardware.is_null() && problem) {
