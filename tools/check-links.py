@@ -19,11 +19,12 @@ CODE_SPAN = re.compile(r"`[^`]*`")
 
 def pages():
     found = [os.path.join(top, "README.md")] + sorted(glob.glob(os.path.join(top, "docs", "*.md")))
-    for path in sorted(glob.glob(os.path.join(top, "**", "README.md"), recursive=True)):
-        relative = os.path.relpath(path, top)
-        if relative.startswith(("build", ".")) or path in found:
-            continue
-        found.append(path)
+    # The build folders (Wine prefixes among them) and hidden ones are not walked into.
+    for folder, subfolders, files in os.walk(top):
+        subfolders[:] = sorted(d for d in subfolders if not d.startswith(("build", ".")))
+        path = os.path.join(folder, "README.md")
+        if "README.md" in files and path not in found:
+            found.append(path)
     return found
 
 
