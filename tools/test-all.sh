@@ -18,6 +18,9 @@ windows_deps=$!
 
 step() { printf '\n== %s (%s)\n' "$*" "$(date +%T)"; }
 
+step "Links of the README and the docs"
+python3 tools/check-links.py
+
 step "Native build and tests"
 cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build build -j"$jobs"
