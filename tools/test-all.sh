@@ -40,7 +40,7 @@ step "Fuzz targets, a bounded run each"
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DRASTERSCAN_TESTS=OFF \
   -DRASTERSCAN_FUZZ=ON -DRASTERSCAN_SHELL=OFF >/dev/null
 cmake --build build-fuzz -j"$jobs" --target fuzz-targets
-fuzz_seconds=${RASTERSCAN_FUZZ_SECONDS:-10}
+fuzz_seconds=${RASTERSCAN_FUZZ_SECONDS:-5}
 for target in build-fuzz/tests/fuzz/fuzz-*; do
   [ -f "$target" ] && [ -x "$target" ] || continue
   corpus=$(mktemp -d)
