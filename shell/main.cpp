@@ -43,6 +43,7 @@ struct Settings {
     std::string resume;
     std::string list;
     bool listGiven = false;
+    bool checkOnly = false;
     int jobs = 1;
 };
 
@@ -194,6 +195,10 @@ int RunSuite(const Settings& settings) {
         std::cerr << "error: the suite was refused; nothing was run" << std::endl;
         return 2;
     }
+    if (settings.checkOnly) {
+        std::cout << suitePath << ": " << suite.steps.size() << " steps, each known to " << options.program << std::endl;
+        return 0;
+    }
     if (!journal.is_null() && journal["results"]["steps"].size() != suite.steps.size()) {
         std::cerr << "error: " << suitePath << " no longer has the steps of the run in " << settings.resume << std::endl;
         return 2;
@@ -277,6 +282,7 @@ int main(int argc, char** argv) {
     run->add_option("--machine", settings.machine, "The field machine (default: RASTERSCAN_MACHINE, else the built-in one)");
     run->add_option("--jobs", settings.jobs, "Steps that share nothing run this many at a time")->check(CLI::Range(1, 64));
     run->add_option("--resume", settings.resume, "Go on with the run in this folder after the PC went down");
+    run->add_flag("--check", settings.checkOnly, "Check the suite against the program's catalog; run nothing");
     run->add_option("--list", settings.list, "List the program's subtests, or one subtest's arguments")->expected(0, 1);
 #ifdef RASTERSCAN_SHELL_STORE
     storeOptions.runsRoot = (fs::path(shellos::ExecutablePath()).parent_path() / "runs").string();

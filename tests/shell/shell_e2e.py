@@ -216,6 +216,10 @@ def case_refused_suite():
     for word in ("-interactive=maybe", "-BPP=-1", "-NoSuch", "NoSuchTest", "-Retries=11"):
         check(any(word in e for e in errors), "the mistake is named: " + word)
     check(not os.path.exists(run), "nothing was run")
+    # The suites that ship hold only what the program knows.
+    for name in ("main", "quick", "faults"):
+        shipped = shell(os.path.join(TOP, "suites", name + ".ini"), "--check")
+        check(shipped.returncode == 0, "suites/%s.ini: %s" % (name, shipped.stderr))
     listing = shell("--list")
     check(listing.returncode == 0 and "ModeTest" in listing.stdout and "GPUTest" in listing.stdout, "--list")
     args = shell("--list", "VideoPowerManagementTest")
