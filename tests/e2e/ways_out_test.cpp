@@ -39,13 +39,16 @@ class WaysOut : public ScreenRuns {
   }
 };
 
+// One way a run can end: machine events, the operator's script, the status it ends with.
+struct WayOut {
+  const char* Way;
+  std::string Events;
+  std::string Script;
+  int Status;
+};
+
 TEST_F(WaysOut, RotationTestPutsTheModeBackHoweverItEnds) {
-  const struct {
-    const char* Way;
-    std::string Events;
-    std::string Script;
-    int Status;
-  } cases[] = {
+  const WayOut cases[] = {
       {"pass", "", "rotate; rotate; rotate; rotate", 0},
       {"time up", "", "rotate; nothing; answer ok; nothing", 1},
       {"window closed", "", "rotate; close", 1},
@@ -66,12 +69,7 @@ TEST_F(WaysOut, RotationTestPutsTheModeBackHoweverItEnds) {
 }
 
 TEST_F(WaysOut, AScreenSubtestPutsTheStartModeBackOnAPassAFailureAndAClosedConsole) {
-  const struct {
-    const char* Way;
-    std::string Events;
-    std::string Script;
-    int Status;
-  } cases[] = {
+  const WayOut cases[] = {
       {"pass", "", "digit; digit", 0},
       {"F1 on the second card", "", "digit; F1", 1},
       // Closed while the operator looks at the first card, in 640x480x32.
