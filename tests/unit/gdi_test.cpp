@@ -178,40 +178,6 @@ TEST(GdiFill, FillRectLeavesRightAndBottomEdgesOut) {
   EXPECT_EQ(GetPixel(c.Dc, 2, 2), sim::SystemColor(15));
 }
 
-TEST(GdiColor, EachDepthStoresTheFormatAndReadsBack) {
-  Canvas c32(1, 1, 32);
-  SetPixelV(c32.Dc, 0, 0, Rgb(0x12, 0x34, 0x56));
-  EXPECT_EQ(std::vector<uint8_t>(c32.Pixels.Row(0), c32.Pixels.Row(0) + 4), (std::vector<uint8_t>{0x56, 0x34, 0x12, 0}));
-  EXPECT_EQ(GetPixel(c32.Dc, 0, 0), Rgb(0x12, 0x34, 0x56));
-
-  Canvas c24(2, 1, 24);
-  SetPixelV(c24.Dc, 1, 0, Rgb(0x12, 0x34, 0x56));
-  EXPECT_EQ(std::vector<uint8_t>(c24.Pixels.Row(0) + 3, c24.Pixels.Row(0) + 6), (std::vector<uint8_t>{0x56, 0x34, 0x12}));
-  EXPECT_EQ(GetPixel(c24.Dc, 1, 0), Rgb(0x12, 0x34, 0x56));
-
-  // 5-6-5: red 0x80 -> 0x10, green 0x40 -> 0x10, blue 0x20 -> 0x04; word 0x8204.
-  Canvas c16(1, 1, 16);
-  SetPixelV(c16.Dc, 0, 0, Rgb(0x80, 0x40, 0x20));
-  EXPECT_EQ(c16.Pixels.Row(0)[0], 0x04);
-  EXPECT_EQ(c16.Pixels.Row(0)[1], 0x82);
-  EXPECT_EQ(GetPixel(c16.Dc, 0, 0), Rgb(0x84, 0x41, 0x21));
-  SetPixelV(c16.Dc, 0, 0, kWhite);
-  EXPECT_EQ(GetPixel(c16.Dc, 0, 0), kWhite);
-  SetPixelV(c16.Dc, 0, 0, Rgb(0x07, 0x03, 0x07));  // below one step of each field
-  EXPECT_EQ(GetPixel(c16.Dc, 0, 0), kBlack);
-
-  // 8 bits: the nearest hardware palette entry.
-  Canvas c8(1, 1, 8);
-  c8.Pixels.Palette[1] = {200, 0, 0, 0};
-  c8.Pixels.Palette[2] = {0, 0, 200, 0};
-  c8.Pixels.Palette[3] = {255, 255, 255, 0};
-  SetPixelV(c8.Dc, 0, 0, Rgb(180, 20, 30));
-  EXPECT_EQ(c8.Pixels.Row(0)[0], 1);
-  EXPECT_EQ(GetPixel(c8.Dc, 0, 0), Rgb(200, 0, 0));
-  SetPixelV(c8.Dc, 0, 0, Rgb(240, 240, 250));
-  EXPECT_EQ(c8.Pixels.Row(0)[0], 3);
-}
-
 TEST(GdiBlt, EveryRasterOperationOfTheTileTableCombinesSourceDestinationAndPattern) {
   // Two pixels, so that each bit meets every combination somewhere.
   const ColorRef S[2] = {0xF0F0CC, 0x0F33AA};
