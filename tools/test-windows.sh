@@ -59,7 +59,7 @@ if [ -z "${RASTERSCAN_WINE32_ROOT:-}" ]; then
     fi
     cmake --build "build-win-$arch" -j"$jobs" --target unit-tests-win32
   done
-  # The test programs of the build that runs under Wine.
+  # The test programs and the platform probes of the build that runs under Wine.
   cmake --build "build-win-$winarch" -j"$jobs" --target primary-surface-read renderer-quality front-buffer-read \
     wine-operator prompt-tests-win32
   if [ "$RASTERSCAN_WINE32" = root ]; then
@@ -153,7 +153,7 @@ step "A blank read of the screen under Wine ($winbits-bit build)"
 # Wine's DirectDraw hands out the primary surface's own memory at a lock, which GDI drawing never
 # reaches: primary-surface-read shows it with nothing of ours, and every screen sum is 0 there. A
 # calibration record of 0 must not let ModeTest pass.
-"${in32[@]}" wine "$win/tests/primary-surface-read.exe" || true
+"${in32[@]}" wine "$win/tools/probes/primary-surface-read.exe" || true
 scratch=$(mktemp -d)
 cp "$top/messages/raster-scan.msg" "$scratch/"
 # Any controller, ModeTest, 32 bits, 1024x768, sum 0.
@@ -176,8 +176,8 @@ step "GPUTest and DX93DRenderingTest under Wine ($winbits-bit build)"
 # but what it presented reads back as zeros, through GetFrontBufferData as through GDI:
 # DX93DRenderingTest draws its frames, and with a calibration record it must refuse the blank
 # read. renderer-quality and front-buffer-read show each with nothing of ours.
-"${in32[@]}" wine "$win/tests/renderer-quality.exe" || true
-"${in32[@]}" wine "$win/tests/front-buffer-read.exe" || true
+"${in32[@]}" wine "$win/tools/probes/renderer-quality.exe" || true
+"${in32[@]}" wine "$win/tools/probes/front-buffer-read.exe" || true
 scratch=$(mktemp -d)
 cp "$top/messages/raster-scan.msg" "$scratch/"
 build/make-media "$scratch" >/dev/null
