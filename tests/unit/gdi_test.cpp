@@ -245,41 +245,6 @@ TEST(GdiBlt, OverlappingCopiesAndEdgeTilesAreExact) {
   EXPECT_EQ(GetPixel(c16.Dc, 0, 0), kWhite);
 }
 
-TEST(GdiPalette, RealizedPaletteSetsTheHardwarePaletteAndPaletteIndexDrawsItsEntry) {
-  Canvas c(4, 1, 8);
-  std::vector<uint8_t> block(sizeof(LogPalette) + 255 * sizeof(PaletteEntry));
-  auto* log = reinterpret_cast<LogPalette*>(block.data());
-  log->Version = 0x300;
-  log->NumEntries = 256;
-  for (int i = 0; i < 256; ++i) {
-    log->PalEntry[i] = PaletteEntry{static_cast<uint8_t>(i < 80 ? 255 - 3 * i : 0),
-                                    static_cast<uint8_t>(i >= 80 && i < 160 ? 255 - 3 * (i - 80) : 0),
-                                    static_cast<uint8_t>(i >= 160 && i < 240 ? 255 - 3 * (i - 160) : 0), PcReserved};
-  }
-  const HPalette palette = CreatePalette(log);
-  ASSERT_NE(palette, 0u);
-  EXPECT_EQ(SelectObject(c.Dc, palette), 0u);  // palettes are selected with SelectPalette only
-  const HPalette previous = SelectPalette(c.Dc, palette, false);
-  EXPECT_EQ(previous, GetStockObject(DefaultPalette));
-  EXPECT_EQ(RealizePalette(c.Dc), 256u);
-  EXPECT_EQ(c.Pixels.Palette[81].Green, 252);
-  EXPECT_EQ(c.Pixels.Palette[239].Blue, 18);
-
-  const HBrush brush = CreateSolidBrush(PaletteIndex(161));
-  const Rect r{1, 0, 3, 1};
-  FillRect(c.Dc, &r, brush);
-  EXPECT_EQ(c.Pixels.Row(0)[1], 161);
-  EXPECT_EQ(GetPixel(c.Dc, 2, 0), Rgb(0, 0, 252));
-  EXPECT_TRUE(UnrealizeObject(palette));
-  EXPECT_EQ(GetObjectA(palette, 0, nullptr), 2);
-  uint16_t entries = 0;
-  GetObjectA(palette, 2, &entries);
-  EXPECT_EQ(entries, 256);
-  SelectPalette(c.Dc, previous, false);
-  DeleteObject(brush);
-  EXPECT_TRUE(DeleteObject(palette));
-}
-
 TEST(GdiPalette, PaletteIndexOnTrueColourTakesTheEntryColour) {
   Canvas c(1, 1, 32);
   // The default palette's entry 13 is pure red.
