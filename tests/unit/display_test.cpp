@@ -7,7 +7,6 @@
 #include "display_fixture.h"
 #include "machine_fixture.h"
 #include "platform/display.h"
-#include "screen/ScreenArguments.h"
 
 using namespace display_test;
 using platform::DevMode;
@@ -58,28 +57,6 @@ TEST(DisplaySchema, MachineFileBuildsAdaptersPseudoDevicesAndMonitors) {
   EXPECT_TRUE(config.Adapters[1].Monitors.empty());
   EXPECT_FALSE(config.Adapters[2].Attached);
   EXPECT_EQ(config.Adapters[2].Monitors.size(), 1u);
-}
-
-TEST(DisplaySchema, WithoutDisplaySectionsTheBuiltInDisplayServes) {
-  DisplayConfig config;
-  std::string error;
-  ASSERT_TRUE(BuildText("[Machine]\nName=x\n", config, error)) << error;
-  ASSERT_EQ(config.Adapters.size(), 1u);
-  const AdapterConfig& a = config.Adapters[0];
-  EXPECT_TRUE(a.Primary);
-  EXPECT_EQ(a.Current, (ModeSize{1024, 768, 32}));
-  // Every size of the mode table up to 1920x1200 at 8, 16 and 32 bits.
-  int rows = 0;
-  for (int i = 0; i < ScreenModeCount; ++i) {
-    const ScreenMode& row = GetScreenMode(i);
-    ModeSize m{row.Width, row.Height, row.Bits};
-    bool listed = std::find(a.Modes.begin(), a.Modes.end(), m) != a.Modes.end();
-    if (row.Bits != 24 && (row.Width <= 1600 || (row.Width == 1920 && row.Height <= 1200))) {
-      EXPECT_TRUE(listed) << i;
-    }
-    rows += listed ? 1 : 0;
-  }
-  EXPECT_GT(rows, 30);
 }
 
 TEST(DisplaySchema, MistakesNameTheirPlace) {
