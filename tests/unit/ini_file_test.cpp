@@ -58,22 +58,9 @@ TEST_F(IniFileTest, MissingFileIsNeverRead) {
   EXPECT_TRUE(IniFile(path).Exists());
 }
 
-TEST_F(IniFileTest, WideLookupFallsBackToEnglish) {
-  Put(kCatalogue);
-  const WIniFile file(Widen(path));
-  EXPECT_EQ(file.GetValue(L"de_DE", L"1"), L"Eins");
-  EXPECT_EQ(file.GetValue(L"de_DE", L"3"), L"Three");  // absent in the asked section
-  EXPECT_EQ(file.GetValue(L"de_DE", L"2"), L"Two");    // empty in the asked section
-  EXPECT_EQ(file.GetValue(L"fr_FR", L"1"), L"One");    // no such section
-  EXPECT_EQ(file.GetValue(L"de_DE", L"4"), L"");
-}
-
 TEST_F(IniFileTest, NarrowLookupFallsBackOnlyWhenNothingCameBack) {
   Put(kCatalogue);
   const IniFile file(path);
-  EXPECT_EQ(file.GetValue("de_DE", "1"), "Eins");
-  EXPECT_EQ(file.GetValue("de_DE", "3"), "Three");
-  EXPECT_EQ(file.GetValue("de_DE", "2"), "Two");
   // A default answers for the missing key, so "en_US" is not asked.
   EXPECT_EQ(file.GetValue("de_DE", "3", "dflt"), "dflt");
   // A key that is present but empty brings nothing back even with a default, so "en_US" is asked.
@@ -86,16 +73,6 @@ TEST_F(IniFileTest, LongValuesAreCutTo254Characters) {
   Put("[en_US]\nlong=" + longValue + "\n");
   EXPECT_EQ(IniFile(path).GetValue("en_US", "long"), longValue.substr(0, 254));
   EXPECT_EQ(WIniFile(Widen(path)).GetValue(L"en_US", L"long"), Widen(longValue.substr(0, 254)));
-}
-
-TEST_F(IniFileTest, LookupsSeeTheFileAsItIsNow) {
-  Put(kCatalogue);
-  const WIniFile wide(Widen(path));
-  const IniFile narrow(path);
-  EXPECT_EQ(narrow.GetValue("en_US", "1"), "One");
-  Put("[en_US]\r\n1=Uno\r\n");
-  EXPECT_EQ(narrow.GetValue("en_US", "1"), "Uno");
-  EXPECT_EQ(wide.GetValue(L"en_US", L"1"), L"Uno");
 }
 
 TEST_F(IniFileTest, SectionTextIsOneLinePerEntry) {

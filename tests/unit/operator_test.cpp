@@ -92,21 +92,6 @@ class OperatorTest : public WindowFixture {
 
 }  // namespace
 
-TEST_F(OperatorTest, ReadsSeveralDigitsLeftToRightAndWaitsForTheWindowToShowThem) {
-  // Three digits: the window ends at the first key; the other two stay queued for nobody.
-  Drawn() = {{"9", 480}, {"1", 160}, {"5", 320}};
-  Script("digits");
-  EXPECT_EQ(Show(), (std::vector<WParam>{'1'}));
-
-  // With nothing drawn the operator waits; Escape after a wait comes at that virtual time.
-  Drawn().clear();
-  Script("wait 3000; key escape");
-  const uint32_t start = GetTickCount();
-  EXPECT_EQ(Show(), (std::vector<WParam>{VkEscape}));
-  ASSERT_FALSE(Log().empty());
-  EXPECT_EQ(Log().front().Tick - start, 3000u);
-}
-
 TEST_F(OperatorTest, NothingLeavesTheWindowAloneAndTheNextStepGoesToTheNextWindow) {
   Drawn() = {{"6", 304}};
   Script("nothing; F1");
@@ -124,23 +109,7 @@ TEST_F(OperatorTest, NothingLeavesTheWindowAloneAndTheNextStepGoesToTheNextWindo
   EXPECT_EQ(Show(), (std::vector<WParam>{VkF1}));
 }
 
-TEST_F(OperatorTest, AnswersAPromptByTheLabelOfItsButton) {
-  Hwnd prompt = CreateWindowExA(WsExTopmost, "Screen Mode Test", "Prompt", WsPopup | WsVisible, 50, 50, 540, 290, 0, 0,
-                                0, nullptr);
-  Hwnd yes = CreateWindowExA(0, "BUTTON", "&Yes", 0x50010301, 365, 10, 80, 25, prompt, 1007, 0, nullptr);
-  Hwnd no = CreateWindowExA(0, "BUTTON", "&No", 0x50010300, 365, 40, 80, 25, prompt, 1004, 0, nullptr);
-  ASSERT_NE(yes, 0u);
-  ASSERT_NE(no, 0u);
-  SetFocus(yes);
-  Script("answer no");
-  Log().clear();
-  Msg msg;
-  while (GetMessageA(&msg, 0, 0, 0) > 0)
-    if (!IsDialogMessageA(prompt, &msg)) DispatchMessageA(&msg);
-  ASSERT_EQ(Log().size(), 1u);
-  EXPECT_EQ(Log()[0].Message, WmCommand);
-  EXPECT_EQ(LoWord(Log()[0].W), 1004);
-
+TEST_F(OperatorTest, KeysPressTheFocusedButtonOrOkOrTheButtonOfTheirLetter) {
   // Enter presses the focused button; with the focus elsewhere it is IDOK, as for any window that
   // names no default id; Alt and the letter after the '&' press that button.
   const struct {
@@ -148,9 +117,10 @@ TEST_F(OperatorTest, AnswersAPromptByTheLabelOfItsButton) {
     bool FocusOnYes;
     uint16_t Id;
   } cases[] = {{"key return", true, 1007}, {"key return", false, 1}, {"key alt+n", false, 1004}, {"key n", true, 1004}};
+  Msg msg;
   for (const auto& c : cases) {
-    prompt = CreateWindowExA(0, "Screen Mode Test", "Prompt", WsPopup | WsVisible, 50, 50, 540, 290, 0, 0, 0, nullptr);
-    yes = CreateWindowExA(0, "BUTTON", "&Yes", 0x50010301, 365, 10, 80, 25, prompt, 1007, 0, nullptr);
+    Hwnd prompt = CreateWindowExA(0, "Screen Mode Test", "Prompt", WsPopup | WsVisible, 50, 50, 540, 290, 0, 0, 0, nullptr);
+    Hwnd yes = CreateWindowExA(0, "BUTTON", "&Yes", 0x50010301, 365, 10, 80, 25, prompt, 1007, 0, nullptr);
     CreateWindowExA(0, "BUTTON", "&No", 0x50010300, 365, 40, 80, 25, prompt, 1004, 0, nullptr);
     SetFocus(c.FocusOnYes ? yes : prompt);
     Script(c.Script);

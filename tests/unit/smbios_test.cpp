@@ -1,7 +1,4 @@
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -9,8 +6,6 @@
 
 #include "framework/KestException.h"
 #include "hardware/SMBIOSDiscovery.h"
-#include "machine_fixture.h"
-#include "platform/sim/management/management.h"
 #include "platform/sim/management/smbios_model.h"
 
 namespace {
@@ -219,48 +214,4 @@ TEST(SmbiosDecode, UntrustedBytesStayInBounds) {
   std::vector<Bytes> devices(120, Struct(17, Body(0x22, {{12, 1}, {18, 3}}), {}));
   EXPECT_EQ(Decode(Join(devices)).GetMemoryDeviceCount(), SMBIOSDiscovery::MaxMemoryDevices);
   EXPECT_EQ(Decode(Bytes{}).GetSystemId(), "");
-}
-
-TEST(SmbiosDecode, CommittedWorkstationDump) {
-  const auto path = machine_test::SourceRoot() / "tests" / "data" / "smbios" / "workstation.bin";
-  std::ifstream file(path, std::ios::binary);
-  ASSERT_TRUE(file) << path;
-  const Bytes table((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  const SMBIOSDiscovery s = Decode(table);
-  EXPECT_EQ(s.GetSystemId(), "0C3F");
-  EXPECT_EQ(s.GetBoardSerial(), "/77XQ31/CN1296");
-  EXPECT_EQ(s.GetSystem().uuid, "021F3B9E-417C-11D2-A15E-001B213A9904");
-  EXPECT_EQ(s.GetSystem().version, "");  // blanks
-  EXPECT_EQ(s.GetSystem().sku, "");      // absent
-  EXPECT_EQ(s.GetBios().version, "W3.02.11");
-  EXPECT_EQ(s.GetBios().characteristics, static_cast<int32_t>(0xBCF99880u));
-  EXPECT_EQ(s.GetChassisType(), 7);
-  EXPECT_EQ(s.GetOemByte(), 0x5A);
-  EXPECT_EQ(s.GetProcessorCount(), 2u);
-  EXPECT_EQ(s.GetPopulatedSockets(), 1u);
-  EXPECT_EQ(s.GetProcessor(1).manufacturer, "");
-  EXPECT_EQ(s.GetErrorCorrectionTypes(), std::vector<std::string>{"Multi-bit ECC"});
-  EXPECT_EQ(s.GetArrayDeviceCounts(), std::vector<uint32_t>{5});
-  ASSERT_EQ(s.GetMemoryDeviceCount(), 4u);  // the flash part is not counted
-  EXPECT_EQ(s.GetMemoryDevice(0).locator, "DIMM_A1");
-  EXPECT_EQ(s.GetMemoryDevice(0).size, "16384");
-  EXPECT_EQ(s.GetMemoryDevice(0).type, "Undetermined");  // DDR4 is beyond the table
-  EXPECT_EQ(s.GetMemoryDevice(2).size, "Unknown");
-  EXPECT_EQ(s.GetMemoryDevice(3).size, "Not Installed");
-  EXPECT_EQ(s.GetLevel2Caches(), (std::vector<std::string>{"18432", "18432"}));
-  EXPECT_EQ(s.GetLevel3Caches(), (std::vector<std::string>{"25344", "25344"}));
-}
-
-TEST(SmbiosDecode, InstanceReadsTheTableThroughManagement) {
-  auto firmware = platform::sim::DefaultSmbiosDescription();
-  firmware.BoardProduct = "9F2E Test Board";
-  const auto table = platform::sim::BuildSmbiosTable(firmware);
-  platform::sim::SetCurrentManagement(
-      platform::sim::BuildManagementModel(firmware, table, {platform::sim::DefaultVideoController()}));
-  SMBIOSDiscovery& instance = SMBIOSDiscovery::Instance();
-  EXPECT_EQ(instance.GetSystemId(), "9F2E");
-  EXPECT_EQ(&SMBIOSDiscovery::Instance(), &instance);
-  platform::sim::SetCurrentManagement(platform::sim::BuildManagementModel(
-      platform::sim::DefaultSmbiosDescription(), platform::sim::BuildSmbiosTable(platform::sim::DefaultSmbiosDescription()),
-      {platform::sim::DefaultVideoController()}));
 }

@@ -46,12 +46,11 @@ class WindowFixture : public ::testing::Test {
   ~WindowFixture() override { platform::sim::ResetWindowSystem(); }
 
   // Registers `name` with the procedure and `extra` window bytes; fails the test if refused.
-  static void Register(const char* name, platform::WndProc proc, int32_t extra = 4, platform::HBrush brush = 0) {
+  static void Register(const char* name, platform::WndProc proc, int32_t extra = 4) {
     platform::WndClassA c;
     c.Style = platform::CsHRedraw | platform::CsVRedraw;
     c.Proc = proc;
     c.WindowExtra = extra;
-    c.Background = brush;
     c.ClassName = name;
     ASSERT_NE(platform::RegisterClassA(&c), 0);
   }
