@@ -117,10 +117,6 @@ class SimOpenGL16 : public SimOpenGL {
  protected:
   SimOpenGL16() : SimOpenGL(16) {}
 };
-class SimOpenGL8 : public SimOpenGL {
- protected:
-  SimOpenGL8() : SimOpenGL(8) {}
-};
 class SimOpenGL32 : public SimOpenGL {
  protected:
   SimOpenGL32() : SimOpenGL(32) {}
@@ -142,18 +138,6 @@ TEST_F(SimOpenGL16, AFramePresentsInto565PixelsAtTheWindowsPlaceTopRowFirst) {
   EXPECT_EQ(platform::GetPixelFormat(Dc), 1);
   EXPECT_TRUE(platform::wglDeleteContext(Context));
   EXPECT_FALSE(platform::wglDeleteContext(Context));
-}
-
-TEST_F(SimOpenGL8, AnEightBitScreenNeedsAPaletteOfThreeThreeTwoIndices) {
-  const platform::PixelFormatDescriptor format = Describe();
-  EXPECT_EQ(format.ColorBits, 8);
-  EXPECT_NE(format.Flags & platform::PfdNeedPalette, 0u);
-  EXPECT_EQ(format.GreenShift, 3);
-  EXPECT_EQ(format.BlueBits, 2);
-  DrawRedWithGreenTop();
-  EXPECT_EQ(Pixel(10, 20), 0x38u);  // green: 7 << 3
-  EXPECT_EQ(Pixel(73, 51), 0x07u);  // red: 7 << 0
-  platform::wglDeleteContext(Context);
 }
 
 TEST_F(SimOpenGL32, AContextNeedsAFormatAndPresentsOnlyThroughItsWindow) {
