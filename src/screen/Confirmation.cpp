@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 
 #include "framework/MessageCatalog.h"
 #include "platform/display.h"
+#include "platform/walltime.h"
 #include "prompts/Prompts.h"
 #include "screen/CalibrationStore.h"
 #include "text/TextHelpers.h"
@@ -71,8 +71,10 @@ void DrawDigitAndPrompt(platform::Hdc dc, int32_t width, int32_t height, uint32_
 
 }  // namespace
 
+// Seeded from the platform's time, which on the simulated machine's virtual clock moves with its
+// tick: a simulated run shows the same digits each time it is made.
 void ChooseConfirmationDigits() {
-  std::srand(static_cast<unsigned>(std::time(nullptr)));
+  std::srand(static_cast<unsigned>(platform::Time()));
   GreenDigit = std::rand() % 10;
   do RedDigit = std::rand() % 10;
   while (RedDigit == GreenDigit);

@@ -1,5 +1,6 @@
-// Simulated GDI text: glyphs rendered monochrome inside their cell, the record of what was drawn
-// that the simulated operator reads, and DrawText's layout.
+// Simulated GDI text: the faces behind the names, the record of what was drawn that the simulated
+// operator reads, and DrawText's layout. The operator's digit itself, monochrome in its cell, is
+// pinned end to end by its screenshot.
 #include <cstring>
 #include <string>
 #include <vector>
@@ -54,40 +55,6 @@ struct Screen {
 
 }  // namespace
 
-TEST(GdiText, ConfirmationDigitIsMonochromeInsideItsCellAndRecorded) {
-  REQUIRE_FONTS();
-  // 40 points bold "Times New Roman" at 96 dpi: -53.
-  Screen s(200, 100, -53, FwBold, "Times New Roman");
-  SetBkColor(s.Dc, 0);
-  SetTextColor(s.Dc, kGreen);
-  ASSERT_TRUE(TextOutA(s.Dc, 20, 10, "7", 1));
-  const Size cell = s.Extent("7");
-  // Liberation Serif's cell is about 1.107 em.
-  EXPECT_GE(cell.Cy, 56);
-  EXPECT_LE(cell.Cy, 62);
-  EXPECT_GT(cell.Cx, 15);
-  int32_t ink = 0;
-  for (int32_t y = 0; y < 100; ++y) {
-    for (int32_t x = 0; x < 200; ++x) {
-      const ColorRef c = GetPixel(s.Dc, x, y);
-      if (c == 0) continue;
-      ASSERT_EQ(c, kGreen) << "blended pixel at " << x << "," << y;
-      EXPECT_TRUE(x >= 20 && x < 20 + cell.Cx && y >= 10 && y < 10 + cell.Cy) << x << "," << y;
-      ++ink;
-    }
-  }
-  EXPECT_GT(ink, 100);
-  const auto runs = s.All();
-  ASSERT_EQ(runs.size(), 1u);
-  EXPECT_EQ(runs[0].Text, L"7");
-  EXPECT_EQ(runs[0].Color, kGreen);
-  EXPECT_EQ(runs[0].Height, cell.Cy);
-  EXPECT_EQ(runs[0].Bounds.Left, 20);
-  EXPECT_EQ(runs[0].Bounds.Top, 10);
-  EXPECT_EQ(runs[0].Bounds.Right, 20 + cell.Cx);
-  EXPECT_EQ(runs[0].Bounds.Bottom, 10 + cell.Cy);
-}
-
 TEST(GdiText, DigitsDifferAndFacesMapToTheirLiberationCousins) {
   REQUIRE_FONTS();
   auto inkOf = [](const char* digit) {
@@ -116,19 +83,6 @@ TEST(GdiText, DigitsDifferAndFacesMapToTheirLiberationCousins) {
   ASSERT_EQ(GetObjectA(GetStockObject(DefaultGuiFont), sizeof gui, &gui), static_cast<int32_t>(sizeof gui));
   EXPECT_EQ(gui.Height, -11);
   EXPECT_STREQ(gui.FaceName, "MS Shell Dlg");
-}
-
-TEST(GdiText, BackgroundModeDecidesWhetherTheCellIsFilled) {
-  REQUIRE_FONTS();
-  Screen s(100, 40, -20, FwNormal, "Arial");
-  SetBkColor(s.Dc, kRed);
-  SetTextColor(s.Dc, kGreen);
-  TextOutA(s.Dc, 0, 0, "1", 1);  // opaque by default: the cell's top row is above any digit
-  EXPECT_EQ(GetPixel(s.Dc, 0, 0), kRed);
-  SetBkMode(s.Dc, Transparent);
-  TextOutA(s.Dc, 50, 0, "1", 1);
-  EXPECT_EQ(GetPixel(s.Dc, 50, 0), 0u);
-  EXPECT_EQ(s.All().size(), 2u);
 }
 
 TEST(GdiText, RecordsLeaveWhenTheirCellIsCoveredOnly) {
