@@ -137,23 +137,6 @@ TEST(DisplayControlSession, ShownModeTakesTheScreenAndGivesItBack) {
   delete session;
 }
 
-TEST(DisplayControlSecondary, OneAdapterChangesNothing) {
-  DisplayScope scope(OneAdapter());
-  const uint32_t start = platform::GetTickCount();
-  EXPECT_EQ(AttachSecondaryDisplays(), 1);
-  EXPECT_EQ(DisplayDeviceTable.Count, 1u);
-  EXPECT_EQ(DisplayDeviceTable.Entries[0].Primary, 1);
-  EXPECT_EQ(DisplayDeviceTable.Entries[0].Pseudo, 0);
-  EXPECT_STREQ(DisplayDeviceTable.Entries[0].DeviceString, "Card A");
-  for (int i = 1; i < DisplayDeviceCapacity; ++i) {
-    EXPECT_EQ(DisplayDeviceTable.Entries[i].Primary, 1);
-    EXPECT_EQ(DisplayDeviceTable.Entries[i].Pseudo, 1);
-  }
-  EXPECT_EQ(DetachSecondaryDisplays(), 1);
-  EXPECT_EQ(platform::GetTickCount(), start);
-  EXPECT_EQ(Current().PelsWidth, 1024u);
-}
-
 TEST(DisplayControlSecondary, MirrorTakesNoPlaceAndTheSecondIsAttachedRightOfTheDesktop) {
   DisplayConfig config = TwoAdapters(false);
   config.Adapters.insert(config.Adapters.begin() + 1, Pseudo(AdapterKind::Mirror));
