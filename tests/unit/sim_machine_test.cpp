@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include "framework/DiagnosticManager.h"
-#include "platform/clock.h"
 #include "platform/files.h"
 #include "machine_fixture.h"
 #include "platform/system.h"
@@ -95,17 +94,6 @@ TEST(SimSystem, WindowsKindDecidesMiniNtAndVersion) {
   EXPECT_FALSE(IsMiniNT());
   EXPECT_TRUE(IsWindows7());
   EXPECT_FALSE(platform::RegOpenKeyForRead(platform::RegistryRoot::CurrentUser, "System"));
-}
-
-TEST(SimClock, VirtualSleepAdvancesTheTickAtOnce) {
-  Machine machine;
-  machine.VirtualClock = true;
-  machine.StartTick = 0xFFFFFFF0u;
-  MachineScope scope(machine);
-  EXPECT_EQ(platform::GetTickCount(), 0xFFFFFFF0u);
-  platform::Sleep(1000000);
-  platform::Sleep(0x20);
-  EXPECT_EQ(platform::GetTickCount(), 0xFFFFFFF0u + 1000000u + 0x20u);  // wraps as a 32-bit tick does
 }
 
 class SimFiles : public ::testing::Test {
