@@ -41,18 +41,6 @@ TEST(MachineFile, VideoPlaybackFaults) {
   EXPECT_EQ(error, "line 2: bad value '-5' for 'decodemilliseconds' in [video]");
 }
 
-TEST(MachineFile, KeysAndSectionsIgnoreCase) {
-  Machine machine;
-  std::string error;
-  ASSERT_TRUE(Build("; c\n# c\n[SYSTEM]\n  windows = pe \nADMINISTRATOR=no\r\n[clock]\nMode=Virtual\nStartTick=4294967295\n",
-                    machine, error))
-      << error;
-  EXPECT_EQ(machine.Windows, platform::sim::WindowsKind::WindowsPE);
-  EXPECT_FALSE(machine.Administrator);
-  EXPECT_TRUE(machine.VirtualClock);
-  EXPECT_EQ(machine.StartTick, 4294967295u);
-}
-
 TEST(MachineFile, MalformedTextNamesItsLine) {
   struct {
     const char* Text;
