@@ -16,21 +16,6 @@ using platform::sim::Machine;
 using machine_test::Build;
 using machine_test::MachineScope;
 
-TEST(MachineFile, BuiltInMachineIsAWindows7Desktop) {
-  Machine machine;
-  std::string error;
-  ASSERT_TRUE(Build(platform::sim::DefaultMachineText(), machine, error)) << error;
-  EXPECT_EQ(machine.Windows, platform::sim::WindowsKind::Windows7);
-  EXPECT_TRUE(machine.Administrator);
-  EXPECT_FALSE(machine.VirtualClock);
-  EXPECT_EQ(machine.Name, "default");
-  // Its one display adapter is its display controller on PCI, by the same name.
-  ASSERT_EQ(machine.Display.Adapters.size(), 1u);
-  EXPECT_EQ(machine.Display.Adapters[0].Description, "Matrox G200eR2");
-  EXPECT_EQ(machine.DecodeMilliseconds, 0u);
-  EXPECT_TRUE(machine.VideoRenderer);
-}
-
 TEST(MachineFile, VideoPlaybackFaults) {
   Machine machine;
   std::string error;
