@@ -51,12 +51,6 @@ TEST(MachineFile, MalformedTextNamesItsLine) {
 }
 
 TEST(SimSystem, WindowsKindDecidesMiniNtAndVersion) {
-  Machine pe;
-  pe.Windows = platform::sim::WindowsKind::WindowsPE;
-  {
-    MachineScope scope(pe);
-    EXPECT_TRUE(IsMiniNT());
-  }
   Machine xp;
   xp.Windows = platform::sim::WindowsKind::WindowsXP;
   {
