@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "framework/KestException.h"
 #include "screen/CalibrationStore.h"
 
 namespace {
@@ -28,7 +27,6 @@ class CalibrationFile : public ::testing::Test {
   void TearDown() override {
     ASSERT_EQ(chdir(Previous.c_str()), 0);
     std::remove((Folder + "/ZR_VIDEO.DAT").c_str());
-    std::remove((Folder + "/zr_video.txt").c_str());
     rmdir(Folder.c_str());
   }
   static std::vector<unsigned char> Bytes(const std::string& name) {
@@ -77,20 +75,6 @@ TEST_F(CalibrationFile, FirstMatchInFileOrderWinsAndGenericMatchesAnyController)
   CalibrationRecord key = Key(0x12345678, ModeTestId, 640, 480, 8);
   EXPECT_TRUE(ReadCalibrationRecord(key));
   EXPECT_EQ(key.Checksum, 0x111u);
-  // Width, height, depth and test all count.
-  CalibrationRecord other = Key(0x12345678, ModeTestId, 640, 480, 16);
-  EXPECT_THROW(ReadCalibrationRecord(other), KestException);
-}
-
-TEST_F(CalibrationFile, TextDumpHasOneLinePerRecordInItsOwnFieldOrder) {
-  StoreCalibrationRecord(Key(GenericController, PaletteTestId, 800, 600, 8), 0xBEEF);
-  StoreCalibrationRecord(Key(0x102B0525, OpenGLTestId, 1280, 1024, 32), 0);
-  ConvertCalibrationFile();
-  std::ifstream in("zr_video.txt");
-  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  EXPECT_EQ(text,
-            "Controller=0xffffffff Test=0x1000 Width=800 Height=600 BPP=8 Checksum=0xbeef \n"
-            "Controller=0x102b0525 Test=0x4007 Width=1280 Height=1024 BPP=32 Checksum=0x0 \n");
 }
 
 }  // namespace

@@ -153,13 +153,6 @@ TEST_F(PixelCompare, OffsetsFollowThePitchAndTheTotalIsHexadecimal) {
   EXPECT_EQ(log.substr(log.size() - tail.size()), tail);
 }
 
-TEST_F(PixelCompare, TwentyFourBitPixelsAreThreeBytesLowFirst) {
-  Learnt(4, 1, 24);
-  Bytes fal(12, 0);
-  fal[6] = 0x01, fal[7] = 0x02, fal[8] = 0x03;
-  EXPECT_EQ(Compare(Bytes(12, 0), fal), Record(1, 2, 0, "0", "30201") + Total("1"));
-}
-
 TEST_F(PixelCompare, IdenticalDumpsNoLogAndAMissingCal) {
   Learnt(4, 1, 8);
   EXPECT_EQ(Compare(Bytes(4, 5), Bytes(4, 5)), Total("0"));

@@ -38,8 +38,6 @@ TEST(CatalogueFormat, ResultIsCutToTheBuffer) {
 }
 
 TEST(CatalogueNames, MarkerAndBaseName) {
-  EXPECT_EQ(StripTranslationMarker("<DO NOT TRANSLATE>OK"), "OK");
-  EXPECT_EQ(StripTranslationMarker(L"<DO NOT TRANSLATE>OK"), L"OK");
   // Found anywhere, the first 18 characters go, whatever they are.
   EXPECT_EQ(StripTranslationMarker("x<DO NOT TRANSLATE>y"), ">y");
   EXPECT_EQ(StripTranslationMarker("<DO NOT translate>OK"), "<DO NOT translate>OK");
@@ -67,28 +65,6 @@ class CatalogueFiles : public ::testing::Test {
   }
   std::string Folder;
 };
-
-TEST_F(CatalogueFiles, WithoutCataloguesTheNumberAndInsertShow) {
-  MessageCatalogues none(Folder, "tool");
-  EXPECT_EQ(none.GetText(7, "abc", "en_US"), "7 \"abc\"");
-  EXPECT_EQ(none.GetWideTextOr(7, L"abc", L"fallback", "en_US"), L"fallback");
-  std::wstring media = L"kept";
-  EXPECT_EQ(none.GetWideTextWithMedia(7, L"abc", L"fallback", media, "en_US"), L"fallback");
-  EXPECT_EQ(media, L"kept");
-}
-
-TEST_F(CatalogueFiles, LocaleThenEnglishKeyByKeyOverrideFirst) {
-  Write("tool.msg",
-        "[en_US]\r\n2=Started\r\n3=Passed %s\r\n5=Five\r\n6=<DO NOT TRANSLATE>Six\r\n"
-        "[de_DE]\r\n2=Gestartet\r\n4=Vier\r\n5=\r\n");
-  Write("x_tool.msg", "[en_US]\r\n4=Four from the override\r\n");
-  MessageCatalogues both(Folder, "tool");
-  // The order of the files and the marker are pinned by the debug runs; an empty value counts as absent.
-  EXPECT_EQ(both.GetText(5, "", "de_DE"), "Five");
-  EXPECT_EQ(both.GetWideTextOr(2, L"", L"", "de_DE"), L"Gestartet");
-  EXPECT_EQ(both.GetWideTextOr(3, L"ok", L"", "fr_FR"), L"Passed ok");
-  EXPECT_EQ(both.GetWideTextOr(99, L"", L"none", "en_US"), L"none");
-}
 
 TEST_F(CatalogueFiles, FilesAreSeenOnlyIfPresentWhenMade) {
   MessageCatalogues early(Folder, "tool");

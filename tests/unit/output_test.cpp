@@ -35,14 +35,6 @@ TEST(Kestout, PercentagesAreClamped) {
             "UpdatePercentage 100\nUpdatePercentage 0\nUpdatePercentage 37\n");
 }
 
-TEST(Kestout, FailureLines) {
-  EXPECT_EQ(Captured([] { Kestout::TestFailed(995000, ""); }), "TestFailed 995000 \"\"\n");
-  EXPECT_EQ(Captured([] { Kestout::TestFailed(20472, "x"); }), "TestFailed 020472 \"x\"\n");
-  EXPECT_EQ(Captured([] { Kestout::TestFailed(1234567, ""); }), "TestFailed 1234567 \"\"\n");
-  EXPECT_EQ(Captured([] { Kestout::TestFailed("990521"); }), "TestFailed 990521\n");
-  EXPECT_EQ(Captured([] { Kestout::ReportFailure("990620"); }), "ReportFailure 990620\n");
-}
-
 TEST(KestException, ReportSkipsUnnumberedMessagesAndSurvivesCopies) {
   KestException original(990356);
   original.AddMessage(7, 68, "");

@@ -49,41 +49,6 @@ TEST(Conversions, ToTextUsesDefaultStreamFormatting) {
   EXPECT_EQ(ToHexText(0xABCDu), "abcd");
 }
 
-TEST(TextFunctions, TrimUsesTheSevenByteSet) {
-  EXPECT_EQ(Trim(" \b\f\n\r\t\va b\v\t\r\n\f\b "), "a b");
-  EXPECT_EQ(Trim(" \t\n"), "");
-  EXPECT_EQ(TrimLeft("  x  "), "x  ");
-  EXPECT_EQ(TrimRight("  x  "), "  x");
-  EXPECT_EQ(Trim(std::string("\0x", 2)), std::string("\0x", 2));  // NUL is not in the set
-}
-
-TEST(TextFunctions, ReplaceAllRestartsFromTheBeginning) {
-  std::string blanks = "a     b";
-  ReplaceAll(blanks, "  ", " ");
-  EXPECT_EQ(blanks, "a b");
-  std::string text = "x,y,,z";
-  ReplaceAll(text, ",", "|");
-  EXPECT_EQ(text, "x|y||z");
-  std::string grows = "ab";
-  ReplaceAll(grows, "a", "ba");  // the replacement holds the pattern: left alone instead of looping
-  EXPECT_EQ(grows, "ab");
-  std::string empty = "ab";
-  ReplaceAll(empty, "", "x");
-  EXPECT_EQ(empty, "ab");
-}
-
-TEST(TextFunctions, SplitDropsEmptyFields) {
-  std::vector<std::string> out;
-  Split("a,,b", ",", out);
-  EXPECT_EQ(out, (std::vector<std::string>{"a", "b"}));
-  out.clear();
-  Split(",", ",", out);
-  EXPECT_TRUE(out.empty());
-  out = {"kept"};
-  Split(" x ;y; ", ";", out);
-  EXPECT_EQ(out, (std::vector<std::string>{"kept", " x ", "y", " "}));
-}
-
 TEST(TextFunctions, WidenAndNarrowWorkByteForByte) {
   std::wstring wide = Widen("a\xE9");
   ASSERT_EQ(wide.size(), 2u);
