@@ -88,15 +88,6 @@ TEST_F(MemoryTraps, StuckBitsHoldWhateverIsWrittenAndOnlyInTheirOwnSpace) {
   EXPECT_EQ(Read(1, 9000), 0x00);
 }
 
-TEST_F(MemoryTraps, AViewFromAnOffsetShowsTheFaultsOfThatPartOfTheSpace) {
-  sim::SetByteFaults(First, {Stuck(3 * Page + 7, 0, 0x10), Stuck(2, 0, 0x10)});
-  Attach(0, First, 3 * Page);
-  *Byte(0, 7) = 0;
-  *Byte(0, 2) = 0;
-  EXPECT_EQ(Read(0, 7), 0x10);
-  EXPECT_EQ(Read(0, 2), 0x00);
-}
-
 TEST_F(MemoryTraps, AFlakyByteReadsWrongOnItsFirstReadsOfAnyWidthThatCoverIt) {
   const size_t at = Page + 5;  // the sixth byte of an aligned word
   sim::SetByteFaults(First, {Flaky(at, 0x0F, 3)});
@@ -130,13 +121,6 @@ TEST_F(MemoryTraps, ADetachedViewIsPlainMemoryAgain) {
   Attach(0, First);
   for (int read = 0; read < 5; ++read) EXPECT_EQ(Read(0, 20), 0x01) << "read " << read;
   EXPECT_EQ(Read(0, 20), 0x00);
-}
-
-TEST_F(MemoryTraps, StuckBitsGoIntoACopyOfTheSpace) {
-  sim::SetByteFaults(First, {Stuck(1000, 0x01, 0x80), Flaky(1001, 0xFF, 1)});
-  std::vector<uint8_t> copy(8, 0x0F);
-  sim::ApplyStuckBits(First, copy.data(), 997, copy.size());
-  EXPECT_EQ(copy, (std::vector<uint8_t>{0x0F, 0x0F, 0x0F, 0x8E, 0x0F, 0x0F, 0x0F, 0x0F}));
 }
 
 TEST(ReadWidth, KnowsTheLoadsOfTheMemoryWalks) {
