@@ -27,9 +27,9 @@ struct Picture {
   std::string Sums;  // "mode=sum" in the order calibrated
 };
 
-class Pictures : public ScreenRuns {};
+class PinnedPictures : public ScreenRuns {};
 
-TEST_F(Pictures, EveryCalibratedModeDrawsThePictureItAlwaysDrew) {
+TEST_F(PinnedPictures, EveryCalibratedModeDrawsThePictureItAlwaysDrew) {
   MakeMedia();
   const std::string small = Machine("small.ini", kSmallDisplay);
   const std::vector<Picture> pictures{
@@ -57,12 +57,12 @@ TEST_F(Pictures, EveryCalibratedModeDrawsThePictureItAlwaysDrew) {
   }
 }
 
-TEST_F(Pictures, TheDigitTheOperatorReadsIsDrawnAsItAlwaysWas) {
+TEST_F(PinnedPictures, TheDigitTheOperatorReadsIsDrawnAsItAlwaysWas) {
   MakeMedia();
   const ProcessResult run = Run("BltTest", {"-Mode800x600x16=true"}, Machine("small.ini", kSmallDisplay),
                                 {{"RASTERSCAN_OPERATOR", "digit"}, {"RASTERSCAN_SCREENSHOTS", Folder + "/shots"}});
   EXPECT_EQ(run.Status, 0) << run.Stdout;
-  const std::vector<std::string> shots = ScreenRuns::Pictures("shots");
+  const std::vector<std::string> shots = Pictures("shots");
   ASSERT_EQ(shots.size(), 1u);
   const RgbPicture picture = ReadRgbPicture(Folder + "/" + shots[0]);
   uint32_t sum = 2166136261u;  // FNV-1a
